@@ -1,0 +1,69 @@
+// Splitting at one character: every rule, and a property over random texts.
+#include "common/split.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vorbeld {
+namespace {
+
+using Pieces = std::vector<std::string_view>;
+
+Pieces pieces_of(std::string_view text, char separator) {
+  Pieces pieces;
+  split(text, separator, pieces);
+  return pieces;
+}
+
+TEST(Split, MakesOneEmptyPieceOfAnEmptyText) {
+  EXPECT_EQ(pieces_of("", ','), (Pieces{""}));
+}
+
+TEST(Split, MakesOnePieceOfATextWithoutSeparator) {
+  EXPECT_EQ(pieces_of("a b:c", ','), (Pieces{"a b:c"}));
+}
+
+TEST(Split, KeepsEmptyPieces) {
+  EXPECT_EQ(pieces_of("a||b", '|'), (Pieces{"a", "", "b"}));
+  EXPECT_EQ(pieces_of("|a", '|'), (Pieces{"", "a"}));
+  EXPECT_EQ(pieces_of("||", '|'), (Pieces{"", "", ""}));
+}
+
+TEST(Split, GivesAnEmptyLastPieceForATrailingSeparator) {
+  EXPECT_EQ(pieces_of("a,b,", ','), (Pieces{"a", "b", ""}));
+}
+
+TEST(Split, TrimsNothing) {
+  EXPECT_EQ(pieces_of(" a , b\r,\t", ','), (Pieces{" a ", " b\r", "\t"}));
+}
+
+TEST(Split, ReplacesWhatThePiecesHeld) {
+  Pieces pieces{"left", "over", "from", "before"};
+  split("a,b", ',', pieces);
+  EXPECT_EQ(pieces, (Pieces{"a", "b"}));
+}
+
+TEST(Split, PiecesJoinedAgainGiveTheText) {
+  std::mt19937 random(20240701);
+  for (int round = 0; round < 20'000; ++round) {
+    std::string text(random() % 30, '\0');
+    for (char& letter : text) letter = "ab,:"[random() % 4];
+    const Pieces pieces = pieces_of(text, ',');
+    ASSERT_EQ(pieces.size(), static_cast<std::size_t>(std::count(text.begin(), text.end(), ',')) + 1) << text;
+    std::string joined;
+    for (const std::string_view piece : pieces) {
+      ASSERT_EQ(piece.find(','), std::string_view::npos) << text;
+      joined.append(piece).push_back(',');
+    }
+    joined.pop_back();
+    ASSERT_EQ(joined, text);
+  }
+}
+
+}  // namespace
+}  // namespace vorbeld
