@@ -1,0 +1,117 @@
+#include "trades/trade.h"
+
+#include <cstdio>
+
+#include "common/llu.h"
+#include "common/text_line.h"
+#include "trades/book.h"
+#include "trades/tape.h"
+#include "trades/trade_messages.h"
+#include "trades/truth.h"
+
+namespace vorbeld {
+namespace {
+
+void refuse(Engine& engine) {
+  if (++engine.suppressed == 1) {
+    std::fputs("[vorbeld] the session is closed: trades reported now are not disseminated\n", stderr);
+  }
+}
+
+bool is_last_sale_eligible(const TradeTerms& terms) {
+  return terms.as_of == ' ' && terms.special != 'Y' &&
+         (terms.sale_condition_3 == ' ' || terms.sale_condition_3 == 'Z') && terms.sale_condition_4 == ' ';
+}
+
+TradeRecord& keep_record(Engine& engine, const TradeTerms& terms, std::uint32_t position, std::int64_t now_s) {
+  const Bond& bond = engine.universe.bonds[position];
+  TradeRecord& record = record_trade(engine.trades);
+  record.bond = position;
+  record.quantity = terms.quantity;
+  record.price = terms.price;
+  record.yield = trade_yield(bond, terms.price, terms.yield_wanted);
+  record.yield_wanted = terms.yield_wanted;
+  record.capped = exceeds_cap(terms.quantity, bond.high_yield);
+  record.last_sale_eligible = is_last_sale_eligible(terms);
+  record.exec_s = terms.exec_s;
+  record.report_s = static_cast<std::uint64_t>(now_s);
+  encode_trade_block(record.body, bond.high_yield, terms, sent_yield(record));
+  return record;
+}
+
+char update_book(Engine& engine, Bond& bond, std::uint64_t trade_id, const TradeRecord& record) {
+  if (!record.last_sale_eligible) return '0';
+  const char change = apply_print(bond, record.price, record.yield, record.exec_s);
+  keep_print(bond, engine.trades, trade_id);
+  return change;
+}
+
+void count_trade(RunCounters& counters, const TradeInput& input, const TradeRecord& record) {
+  ++counters.reports;
+  if (record.capped) ++counters.capped;
+  if (input.terms.as_of != ' ') ++counters.as_of;
+  if (const auto venue = counters.by_venue.find(input.venue); venue != counters.by_venue.end()) {
+    ++venue->second;
+  } else {
+    counters.by_venue.emplace(input.venue, 1);
+  }
+}
+
+void write_truth(Engine& engine, std::uint64_t sequence, std::uint64_t trade_id, const Bond& bond,
+                 const TradeRecord& record, char change) {
+  if (!takes_lines(engine.truth)) return;
+  std::string& line = engine.line;
+  start_truth(line, sequence, 'T', 'M', "trade");
+  append_trade_members(line, bond, trade_id, record);
+  append(line, ",\"change\":\"", change, '"');
+  append_summary_member(line, bond);
+  finish_truth(engine);
+}
+
+void print_trade(std::uint64_t sequence, std::uint64_t trade_id, const Bond& bond, const TradeTerms& terms, bool capped,
+                 char change) {
+  std::fprintf(stderr, "[vorbeld] #%llu T/M %07llu %s %s %.0f%s @%.6f %c%c%c%c %c/%c%s change %c\n", Llu{sequence},
+               Llu{trade_id}, bond.cusip.c_str(), bond.symbol.c_str(), terms.quantity, capped ? " (capped)" : "",
+               terms.price, terms.side, terms.as_of, terms.sale_condition_3, terms.sale_condition_4,
+               terms.reporting_party, terms.contra_party, terms.ats == 'Y' ? " ATS" : "", change);
+}
+
+}  // namespace
+
+double trade_yield(const Bond& bond, double price, bool wanted) {
+  return wanted && price > 0 ? 100 * bond.coupon / price : 0;
+}
+
+std::optional<double> sent_yield(const TradeRecord& record) {
+  return record.yield_wanted ? std::optional(record.yield) : std::nullopt;
+}
+
+void note_amendable(Engine& engine, std::uint64_t trade_id, TradeRecord& record) {
+  if (body_char(record.body, layout::trade_body::as_of) != ' ') return;
+  record.older_amendable = static_cast<std::uint32_t>(engine.newest_amendable);
+  engine.newest_amendable = trade_id;
+}
+
+std::uint64_t disseminate_trade(Engine& engine, const TradeInput& input) {
+  if (engine.session_closed) {
+    refuse(engine);
+    return 0;
+  }
+  const std::uint32_t position = find_or_add_bond(engine.universe, input.cusip, input.symbol, false);
+  Bond& bond = engine.universe.bonds[position];
+  const std::int64_t now_s = message_time_s();
+  TradeRecord& record = keep_record(engine, input.terms, position, now_s);
+  const std::uint64_t trade_id = newest_trade(engine.trades);
+  note_amendable(engine, trade_id, record);
+  const char change = update_book(engine, bond, trade_id, record);
+  count_trade(engine.counters, input, record);
+
+  const auto message = encode_trade(bond, trade_id, input, record.body, change, now_s);
+  const std::uint64_t sequence = send_message(engine, message);
+  write_truth(engine, sequence, trade_id, bond, record, change);
+  write_tape(engine, sequence, trade_id, bond, input, record);
+  if (!engine.quiet) print_trade(sequence, trade_id, bond, input.terms, record.capped, change);
+  return trade_id;
+}
+
+}  // namespace vorbeld

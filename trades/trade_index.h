@@ -1,0 +1,56 @@
+// Every trade disseminated in the run, by its trade id. Ids are dense from 1, so the index is an array, and the list of
+// ids in dissemination order is the array's own order. Records are never removed and never move.
+#pragma once
+
+#include <cstdint>
+
+#include "btds/trade_block.h"
+#include "common/chunked.h"
+
+namespace vorbeld {
+
+// What later cancels and corrections need of a trade. Kept for the whole run, so every byte counts.
+struct TradeRecord {
+  double quantity = 0;         // currency units, uncapped
+  double price = 0;            // percent of par
+  double yield = 0;            // percent; 0 when none was sent
+  std::uint64_t exec_s = 0;    // execution time, UTC seconds
+  std::uint64_t report_s = 0;  // when it was disseminated, UTC seconds; its local date is the report date
+
+  std::uint32_t bond = 0;             // position in the universe of the first bond with the trade's CUSIP
+  std::uint32_t next_print = 0;       // next last-sale-eligible trade of the same bond, live or not; 0: none yet
+  std::uint32_t older_amendable = 0;  // next older trade whose as-of indicator is blank; 0: none
+  bool capped = false;                // the quantity exceeded the cap
+  bool yield_wanted = false;
+  bool cancelled = false;  // set by a cancel, and by a correction for the trade that it replaces
+  bool last_sale_eligible = false;
+
+  TradeBody body{};  // as it was sent
+};
+
+// The quantity as it is told to others: the cap of the bond's grade when it exceeds that.
+inline double disseminated_quantity(const TradeRecord& record, bool high_yield) {
+  return record.capped ? quantity_cap(high_yield) : record.quantity;
+}
+
+struct TradeIndex {
+  Chunked<TradeRecord, 4096> records;  // that of trade id N at N - 1
+};
+
+// The id of the newest trade; 0 before the first.
+inline std::uint64_t newest_trade(const TradeIndex& trades) {
+  return trades.records.size;
+}
+
+// Appends an empty record under the next trade id, which newest_trade() then gives. The reference stays valid.
+TradeRecord& record_trade(TradeIndex& trades);
+
+// The record of a trade, or null when the id was never given.
+TradeRecord* find_trade(TradeIndex& trades, std::uint64_t trade_id);
+
+// The record of a trade that is known to exist.
+inline TradeRecord& trade(TradeIndex& trades, std::uint64_t trade_id) {
+  return trades.records[trade_id - 1];
+}
+
+}  // namespace vorbeld
