@@ -1,0 +1,85 @@
+#include "services/retransmission.h"
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+#include "common/big_endian.h"
+#include "common/llu.h"
+
+namespace vorbeld {
+namespace {
+
+struct Request {
+  Session session;
+  std::uint64_t first;  // sequence number wanted
+  std::uint16_t count;  // messages wanted
+  sockaddr_in sender;
+  socklen_t sender_length;
+};
+
+// False when nothing more waits or the datagram was too short.
+bool receive_request(int descriptor, Request& request) {
+  std::array<char, 64> datagram;
+  request.sender = {};
+  request.sender_length = sizeof request.sender;
+  const ssize_t received = recvfrom(descriptor, datagram.data(), datagram.size(), 0,
+                                    reinterpret_cast<sockaddr*>(&request.sender), &request.sender_length);
+  if (received < static_cast<ssize_t>(mold::header_length)) return false;
+  std::copy_n(datagram.data() + mold::session_at, mold::session_length, request.session.data());
+  request.first = take_u64(datagram.data() + mold::sequence_at);
+  request.count = take_u16(datagram.data() + mold::count_at);
+  return true;
+}
+
+// Fills the packet with messages from `sequence` on, as many below `end` as fit; returns the first that is not in it.
+std::uint64_t fill_packet(MoldPacket& packet, const MessageStore& store, std::uint64_t sequence, std::uint64_t end) {
+  start_packet(packet, sequence);
+  for (; sequence < end; ++sequence) {
+    const auto block = stored_block(store, sequence);
+    if (!has_room(packet, block.size())) break;
+    add_block(packet, block);
+  }
+  return sequence;
+}
+
+// Sends messages `sequence` to `end` - 1, in as many packets as it takes; returns their number.
+std::uint64_t send_messages(MoldPacket& packet, const MoldPublisher& publisher, const Request& request,
+                            std::uint64_t sequence, std::uint64_t end) {
+  std::uint64_t sent = 0;
+  while (sequence < end) {
+    sequence = fill_packet(packet, publisher.store, sequence, end);
+    if (packet.message_count == 0) {
+      ++sequence;  // a message longer than any packet; it can only be passed over
+      continue;
+    }
+    const auto bytes = finish_packet(packet, request.session);
+    sendto(publisher.retransmission_socket, bytes.data(), bytes.size(), 0,
+           reinterpret_cast<const sockaddr*>(&request.sender), request.sender_length);
+    sent += packet.message_count;
+  }
+  return sent;
+}
+
+}  // namespace
+
+void serve_retransmissions(RetransmissionServer& server, MoldPublisher& publisher) {
+  Request request{};
+  while (receive_request(publisher.retransmission_socket, request)) {
+    const std::uint64_t begin = std::max(request.first, oldest_stored(publisher.store));
+    const std::uint64_t end = std::min(request.first + request.count, publisher.next_sequence);  // the sum may wrap
+    const std::uint64_t sent = send_messages(server.answer, publisher, request, begin, end);
+    ++publisher.retransmission_requests;
+    publisher.retransmitted_messages += sent;
+    if (!publisher.quiet) {
+      std::fprintf(stderr, "[vorbeld] retransmission: seq %llu count %u → %llu message(s) to %s:%u\n",
+                   Llu{request.first}, unsigned{request.count}, Llu{sent}, inet_ntoa(request.sender.sin_addr),
+                   unsigned{ntohs(request.sender.sin_port)});
+    }
+  }
+}
+
+}  // namespace vorbeld
