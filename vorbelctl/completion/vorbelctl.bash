@@ -1,0 +1,54 @@
+# Completes the commands, options and arguments of vorbelctl in bash. Installed where bash-completion finds it by name;
+# elsewhere: source it.
+
+_vorbelctl_common='--mcast --port --iface --session --host --report-port --retrans-port --control-port --quiet --json
+--help'
+
+# The options of a command beside the common ones.
+_vorbelctl_options() {
+  case $1 in
+    control) echo "--timeout" ;;
+    report) echo "--window --timeout" ;;
+    listen) echo "--recover --from --until-end --count --seconds --format" ;;
+    fetch) ;;
+    wait) echo "--timeout" ;;
+    doctor) echo "--seconds" ;;
+    watch) echo "--recover --seconds --timeout" ;;
+    audit) echo "--truth --tape --pcap --offline --capture --from --until-end --seconds --timeout --html" ;;
+  esac
+}
+
+_vorbelctl() {
+  local commands='control report listen fetch wait doctor watch audit'
+  local verbs='pause resume drop dup reorder drop_every dup_every reorder_every rate cancel correct halt resume_halt
+close mark stats stop'
+  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
+  local command='' i
+  for ((i = 1; i < COMP_CWORD; ++i)); do
+    case ${COMP_WORDS[i]} in
+      -*) ;;
+      *)
+        command=${COMP_WORDS[i]}
+        break
+        ;;
+    esac
+  done
+  COMPREPLY=()
+  if [[ -z $command ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "$commands --help --version" -- "$word")
+  elif [[ $word == -* ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "$(_vorbelctl_options "$command") $_vorbelctl_common" -- "$word")
+  elif [[ $before == --format ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "text json" -- "$word")
+  elif [[ $before == --@(truth|tape|pcap|capture|html) ]]; then
+    mapfile -t COMPREPLY < <(compgen -f -- "$word")
+  elif [[ $before == -* && $before != --@(quiet|json|recover|until-end|offline) ]]; then
+    return # a value that nobody can guess
+  elif [[ $command == control && $before == control ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "$verbs" -- "$word")
+  elif [[ $command == report ]]; then
+    mapfile -t COMPREPLY < <(compgen -f -- "$word")
+  fi
+}
+
+complete -F _vorbelctl vorbelctl
