@@ -1,0 +1,76 @@
+"""Help and completion: complete, and agreeing with each other."""
+
+import re
+import subprocess
+
+import companion
+import harness
+
+COMPLETION = harness.REPOSITORY / "vorbelctl/completion/vorbelctl.bash"
+
+
+def printed(*arguments):
+    """Standard output of the companion called with exactly these arguments."""
+    result = subprocess.run([companion.binary(), *arguments], capture_output=True, text=True, check=True, timeout=20)
+    return result.stdout
+
+
+def commands():
+    """The commands that the help lists."""
+    listed = printed("--help").split("Subcommands:\n")[1].split("\n\n")[0]
+    return re.findall(r"^  (\w+) ", listed, re.MULTILINE)
+
+
+def completed(*words):
+    """What bash would offer for the last word."""
+    script = 'source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _vorbelctl; printf "%s\\n" "${COMPREPLY[@]}"'
+    result = subprocess.run(["bash", "-c", script, "bash", str(COMPLETION), "vorbelctl", *words], capture_output=True,
+                            text=True, check=True, timeout=20)
+    assert result.stderr == ""
+    return set(result.stdout.split())
+
+
+def test_every_help_has_an_example_and_its_statuses():
+    assert "listen" in commands()
+    for command in commands():
+        text = printed(command, "--help")
+        assert "Example:\n  " in text, command
+        assert re.search(r"^Exit status: 0 .*2 wrong usage", text, re.MULTILINE), command
+
+
+def test_the_examples_use_options_that_there_are():
+    for command in commands():
+        text = printed(command, "--help")
+        known = set(re.findall(r"--[a-z-]+", text.split("Example:")[0]))
+        used = set(re.findall(rf"vorbelctl {command} ([^\n&|]*)", text.split("Example:")[1]))
+        for option in re.findall(r"--[a-z-]+", " ".join(used)):
+            assert option in known, (command, option)
+
+
+def test_the_version_is_printed():
+    assert re.fullmatch(r"vorbelctl \d+\.\d+\.\d+\n", printed("--version"))
+
+
+def test_completion_offers_the_commands():
+    assert completed("") == {*commands(), "--help", "--version"}
+    assert completed("wa") == {"wait", "watch"}
+
+
+def test_completion_offers_exactly_the_options_of_the_help():
+    for command in commands():
+        options = set(re.findall(r"^  (?:-h,)?(--[a-z-]+)", printed(command, "--help"), re.MULTILINE))
+        assert completed(command, "--") == options, command
+
+
+def test_completion_offers_control_commands_and_formats():
+    verbs = completed("control", "")
+    assert {"pause", "drop_every", "resume_halt", "stop"} <= verbs
+    assert len(verbs) == 17
+    assert completed("listen", "--format", "") == {"text", "json"}
+    assert completed("listen", "--port", "") == set()
+    assert completed("control", "drop", "") == set()
+
+
+def test_completion_offers_files_to_report(tmp_path):
+    (tmp_path / "trades.csv").touch()
+    assert completed("report", f"{tmp_path}/tr") == {f"{tmp_path}/trades.csv"}
