@@ -1,0 +1,52 @@
+"""Fixtures: benches on ports of their own, and one true run that the tests of a file share."""
+
+import pathlib
+import sys
+
+import pytest
+
+TESTS = pathlib.Path(__file__).resolve().parents[1]
+sys.path[:0] = [str(TESTS / "e2e"), str(TESTS / "ctl")]
+
+import harness  # noqa: E402  found through the paths above, like all of the bench's framework
+import ports  # noqa: E402
+
+import recording  # noqa: E402
+
+
+@pytest.fixture(scope="session")
+def pool():
+    """Port claims, held until the test process ends."""
+    return ports.open_pool()
+
+
+@pytest.fixture
+def launch(pool, tmp_path):
+    """launch(*options) starts a bench; the test's end releases it."""
+    benches = []
+
+    def start_one(*options, doors=None, **settings):
+        folder = tmp_path / f"bench{len(benches)}"
+        bench = harness.start(folder, doors or harness.claim_doors(pool), *options, **settings)
+        benches.append(bench)
+        return bench
+
+    yield start_one
+    complaints = [line for bench in benches for line in harness.release(bench)]
+    assert complaints == []
+
+
+@pytest.fixture(scope="session")
+def run(pool, tmp_path_factory):
+    """A finished run with everything in it: its files, its messages, and what came over the wire."""
+    return recording.record_run(tmp_path_factory.mktemp("run"), pool)
+
+
+@pytest.fixture
+def copy(run, tmp_path):
+    """copy("truth.jsonl") is a copy of one of the run's files that the test may alter."""
+    def copy_one(name):
+        path = tmp_path / name
+        path.write_bytes((run.folder / name).read_bytes())
+        return path
+    return copy_one

@@ -1,0 +1,205 @@
+"""Captures instead of the network: every kind of link, what is lost and answered in them, and what no capture should
+hold."""
+
+import dataclasses
+import random
+import shutil
+import struct
+import subprocess
+
+import pytest
+
+import auditing
+import control
+import harness
+import pcap_files
+import receiver
+import wire
+from pcap_files import Datagram
+
+
+def lost_numbers(run):
+    """Numbers that the feed never carried."""
+    live = set()
+    for _, data in run.arrivals:
+        packet = wire.parse_packet(data)
+        live.update(range(packet.sequence, packet.sequence + len(packet.messages)))
+    return sorted(set(run.messages) - live)
+
+
+def with_answers(run, delay_ns=50_000_000):
+    """The feed as it came, with an answer from the retransmission port for every loss, a little after it."""
+    datagrams = pcap_files.of_arrivals(run)
+    for number in lost_numbers(run):
+        noticed = next(each for each in datagrams
+                       if each.port == run.doors.feed and wire.parse_packet(each.data).sequence > number)
+        datagrams.append(pcap_files.of_answer(run, number, 1, noticed.at_ns + delay_ns))
+    return sorted(datagrams, key=lambda each: each.at_ns)
+
+
+def written(run, path, datagrams, link=pcap_files.ETHERNET, **settings):
+    """The audit's word on a capture of these datagrams."""
+    return auditing.audit(run, "--pcap", pcap_files.write_pcap(path / "feed.pcap", link, datagrams, **settings))
+
+
+@pytest.mark.parametrize("link", pcap_files.ALL_LINKS)
+def test_every_kind_of_link_is_understood(run, tmp_path, link):
+    status, verdict = written(run, tmp_path, with_answers(run), pcap_files.ALL_LINKS[link])
+    assert (status, verdict["verdict"], verdict["source"]) == (0, "equal", "pcap"), auditing.explain(verdict)
+    assert verdict["messages"] == len(run.messages)
+    assert verdict["lost"] == verdict["recovered"] == len(lost_numbers(run)) > 30
+    assert verdict["duplicates"] > 20 and verdict["out_of_order"] > 10
+
+
+def test_nanosecond_captures_are_understood(run, tmp_path):
+    status, verdict = written(run, tmp_path, with_answers(run), nanoseconds=True)
+    assert (status, verdict["verdict"]) == (0, "equal"), auditing.explain(verdict)
+
+
+def test_without_the_answers_losses_are_losses(run, tmp_path):
+    status, verdict = written(run, tmp_path, pcap_files.of_arrivals(run))
+    assert (status, verdict["verdict"], verdict["differences"]) == (1, "lost", 0), auditing.explain(verdict)
+    numbers = [number for first, last in verdict["missing_ranges"] for number in range(first, last + 1)]
+    assert numbers == lost_numbers(run)
+    assert verdict["messages"] == len(run.messages) - len(numbers)
+
+
+def test_gaps_are_timed_by_the_capture(run, tmp_path):
+    _, verdict = written(run, tmp_path, with_answers(run, delay_ns=333_000_000))
+    assert 333 <= verdict["longest_gap_ms"] <= 335
+
+
+def test_a_capture_may_begin_in_the_middle(run, tmp_path):
+    start = len(run.arrivals) // 2
+    datagrams = [each for each in with_answers(run) if each.at_ns >= run.arrivals[start][0]]
+    first = next(wire.parse_packet(data).sequence for _, data in run.arrivals[start:])
+    status, verdict = written(run, tmp_path, datagrams)
+    assert (status, verdict["verdict"]) == (0, "equal"), auditing.explain(verdict)
+    assert (verdict["first"], verdict["last"]) == (first, len(run.messages))
+    assert verdict["cancels"] > 10
+
+
+def test_with_a_start_given_what_is_before_the_capture_is_missing(run, tmp_path):
+    datagrams = [each for each in pcap_files.of_messages(run) if wire.parse_packet(each.data).sequence > 100]
+    pcap = pcap_files.write_pcap(tmp_path / "feed.pcap", pcap_files.RAW, datagrams)
+    status, verdict = auditing.audit(run, "--pcap", pcap, "--from", 1)
+    assert (status, verdict["missing_ranges"], verdict["missing"]) == (1, [[1, 100]], 100)
+
+
+def test_both_sights_of_a_datagram_on_all_interfaces_are_one(run, tmp_path):
+    both = [dataclasses.replace(each, direction=direction) for each in with_answers(run)
+            for direction in (pcap_files.OUTGOING, pcap_files.INCOMING)]
+    single = written(run, tmp_path, with_answers(run), pcap_files.COOKED)[1]
+    for link in (pcap_files.COOKED, pcap_files.COOKED_2):
+        status, verdict = written(run, tmp_path, both, link)
+        assert (status, verdict["verdict"]) == (0, "equal"), auditing.explain(verdict)
+        assert verdict["duplicates"] == single["duplicates"]
+
+
+def test_tags_and_options_are_climbed_over(run, tmp_path):
+    datagrams = [dataclasses.replace(each, vlan=b"\x88\xa8\x00\x05\x81\x00\x00\x07", options=bytes(8))
+                 for each in with_answers(run)]
+    status, verdict = written(run, tmp_path, datagrams)
+    assert (status, verdict["verdict"]) == (0, "equal"), auditing.explain(verdict)
+
+
+def test_what_belongs_to_nobody_is_passed_over(run, tmp_path):
+    good = with_answers(run)
+    stray = good[5]
+    strays = [dataclasses.replace(stray, port=1), dataclasses.replace(stray, to="239.1.1.1"),
+              dataclasses.replace(stray, fragment=0x2000), dataclasses.replace(stray, fragment=5),
+              dataclasses.replace(stray, kept=9), dataclasses.replace(stray, kept=30), dataclasses.replace(stray, kept=60)]
+    status, verdict = written(run, tmp_path, [*good[:5], *strays, *good[5:]])
+    assert (status, verdict["verdict"]) == (0, "equal"), auditing.explain(verdict)
+    assert verdict["duplicates"] == written(run, tmp_path, good)[1]["duplicates"]
+
+
+def test_foreign_sessions_and_malformed_packets_are_counted_and_ignored(run, tmp_path):
+    good = pcap_files.of_messages(run)
+    strange = [dataclasses.replace(good[0], data=data) for data in (
+        b"short", pcap_files.packed(1, b"CI") + b"!", pcap_files.packed(7, b"TM", session=b"SOMEBODY  "),
+        pcap_files.packed(0, b"TM"), b"\xff" * 20)]
+    status, verdict = written(run, tmp_path, [*good[:50], *strange, *good[50:]])
+    assert (status, verdict["verdict"]) == (0, "equal"), auditing.explain(verdict)
+    assert (verdict["malformed_packets"], verdict["foreign_packets"]) == (3, 2)
+
+
+@pytest.mark.parametrize("seed", range(5))
+def test_noise_in_every_place_is_survived(run, tmp_path, seed):
+    """Frames with bytes altered anywhere, cut anywhere, and frames of nothing but noise."""
+    choice = random.Random(seed)
+    path = pcap_files.write_pcap(tmp_path / "feed.pcap", pcap_files.ETHERNET, with_answers(run))
+    content = bytearray(path.read_bytes())
+    at = 24
+    while at < len(content):
+        kept = int.from_bytes(content[at + 8:at + 12], "little")
+        for _ in range(choice.choice((0, 0, 1, 3, 20))):
+            content[at + 16 + choice.randrange(kept)] = choice.randrange(256)
+        at += 16 + kept
+    path.write_bytes(content)
+    status, output, errors = auditing.run_raw("audit", "--json", "--truth", run.folder / "truth.jsonl", "--pcap", path,
+                                              "--mcast", run.doors.group, "--port", run.doors.feed, seconds=60)
+    assert status in (1, 3), errors
+    assert (status == 3) == (output == "")
+
+
+def test_a_heartbeat_that_claims_the_end_of_numbers_is_survived(run, tmp_path):
+    good = pcap_files.of_messages(run)
+    mad = dataclasses.replace(good[-1], data=pcap_files.packed(2**64 - 2))
+    status, verdict = written(run, tmp_path, [*good, mad])
+    assert (status, verdict["verdict"]) == (1, "lost"), auditing.explain(verdict)
+    assert verdict["missing_ranges"] == [[len(run.messages) + 1, 2**64 - 3]]
+
+
+def test_a_capture_without_the_feed_is_no_feed(run, tmp_path):
+    pcap = pcap_files.write_pcap(tmp_path / "feed.pcap", pcap_files.RAW,
+                                 [Datagram(10**18, b"hello", "127.0.0.1", 9)] * 3)
+    status, output, errors = auditing.run_raw("audit", "--truth", run.folder / "truth.jsonl", "--pcap", pcap)
+    assert (status, output) == (3, "")
+    assert "among the 3 frames" in errors
+
+
+@pytest.mark.parametrize(("content", "complaint"), [
+    (b"", "cannot read the capture"), (b"no capture at all, but long enough for a header", "cannot read the capture"),
+    (struct.pack("=IHHiIII", 0xa1b2c3d4, 2, 4, 0, 0, 65535, 105), "was captured on a link of type"),
+    (struct.pack("=IHHiIII", 0xa1b2c3d4, 2, 4, 0, 0, 65535, 1) + b"cut", "cannot be read to its end")])
+def test_what_is_no_capture_is_a_wrong_use(run, tmp_path, content, complaint):
+    path = tmp_path / "feed.pcap"
+    path.write_bytes(content)
+    status, output, errors = auditing.run_raw("audit", "--truth", run.folder / "truth.jsonl", "--pcap", path)
+    assert (status, output) == (2, "")
+    assert complaint in errors
+
+
+def start_tshark(interface, port, pcap):
+    """A capture of the port that has begun; the test is skipped where tshark may not capture."""
+    if not shutil.which("tshark"):
+        pytest.skip("tshark is not installed")
+    capture = subprocess.Popen(["tshark", "-i", interface, "-f", f"udp port {port}", "-w", str(pcap), "-q", "-F", "pcap"],
+                               stderr=subprocess.PIPE, text=True)
+    harness.until(lambda: pcap.exists() and pcap.stat().st_size > 200 or capture.poll() is not None, 30,
+                  "the first captured packet")
+    if capture.poll() is not None:
+        pytest.skip(f"tshark may not capture on {interface} here: {capture.stderr.read()}")
+    return capture
+
+
+def is_over(arrivals):
+    """Whether the last packet so far marks the end of the session."""
+    return wire.parse_packet(arrivals[-1].data).count == wire.END_OF_SESSION
+
+
+@pytest.mark.parametrize("interface", ["lo", "any"])
+def test_a_capture_by_tshark_is_understood(launch, tmp_path, interface):
+    bench = launch("--rate-ms", 5, "--quiet")
+    pcap = tmp_path / "feed.pcap"
+    with start_tshark(interface, bench.doors.feed, pcap) as capture:
+        receiver.wait_for_sequence(bench.feed, bench.feed.highest + 150, harness.bound(30))
+        assert control.command(bench.control, "close") == "ok"
+        receiver.wait_for(bench.feed, is_over, harness.bound(10), "the end of session")
+        size = pcap.stat().st_size
+        harness.until(lambda: pcap.stat().st_size > size, 20, "the capture of a later packet")
+        capture.terminate()
+    status, verdict = auditing.audit(bench, "--pcap", pcap)
+    assert (status, verdict["verdict"], verdict["duplicates"]) == (0, "equal", 0), auditing.explain(verdict)
+    assert verdict["messages"] == verdict["last"] - verdict["first"] + 1 >= 150
