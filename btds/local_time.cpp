@@ -22,7 +22,7 @@ struct Date {
 };
 
 // Years are counted from 1 March here, so that the leap day is the last of its year; an era is 400 of them.
-constexpr std::int64_t era_days = 146097;
+constexpr std::uint32_t era_days = 146097;
 constexpr std::int64_t days_from_year_0_to_1970 = 719468;
 
 // Days since 1970-01-01 of a date of the proleptic Gregorian calendar.
@@ -39,14 +39,14 @@ constexpr std::int64_t days_of(std::int64_t year, int month, int day) {
 constexpr Date date_of(std::int64_t days) {
   const std::int64_t shifted = days + days_from_year_0_to_1970;
   const std::int64_t era = floor_divide(shifted, era_days);
-  const std::int64_t day_of_era = shifted - era * era_days;
-  const std::int64_t year_of_era =
+  const auto day_of_era = static_cast<std::uint32_t>(shifted - era * era_days);
+  const std::uint32_t year_of_era =
       (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / (era_days - 1)) / 365;
-  const std::int64_t day_of_year = day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
-  const int months_since_march = static_cast<int>((5 * day_of_year + 2) / 153);
-  const int day = static_cast<int>(day_of_year - (153 * months_since_march + 2) / 5) + 1;
-  const int month = months_since_march < 10 ? months_since_march + 3 : months_since_march - 9;
-  return {era * 400 + year_of_era + (month < 3 ? 1 : 0), month, day};
+  const std::uint32_t day_of_year = day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+  const std::uint32_t months_since_march = (5 * day_of_year + 2) / 153;
+  const std::uint32_t day = day_of_year - (153 * months_since_march + 2) / 5 + 1;
+  const std::uint32_t month = months_since_march < 10 ? months_since_march + 3 : months_since_march - 9;
+  return {era * 400 + year_of_era + (month < 3 ? 1 : 0), static_cast<int>(month), static_cast<int>(day)};
 }
 
 // 0 = Sunday; 1970-01-01 was a Thursday.
@@ -67,18 +67,18 @@ static_assert(first_sunday(2024, 3) + 7 == days_of(2024, 3, 10) && first_sunday(
 struct Instant {
   std::int64_t days;
   Date date;
-  std::int64_t second;
+  int second;
 };
 
 constexpr Instant instant_of(std::int64_t utc_s) {
   const std::int64_t days = floor_divide(utc_s, day_s);
-  return {days, date_of(days), utc_s - days * day_s};
+  return {days, date_of(days), static_cast<int>(utc_s - days * day_s)};
 }
 
 // The Sunday of a change is looked for only in the days on which it can fall.
 constexpr bool is_daylight_time(const Instant& instant) {
-  constexpr std::int64_t start_second = 25'200;  // 07:00 UTC
-  constexpr std::int64_t end_second = 21'600;    // 06:00 UTC
+  constexpr int start_second = 25'200;  // 07:00 UTC
+  constexpr int end_second = 21'600;    // 06:00 UTC
   const auto [year, month, day] = instant.date;
   if (month == 3 && day >= 8 && day <= 14) {
     const std::int64_t start = first_sunday(year, 3) + 7;
@@ -91,9 +91,9 @@ constexpr bool is_daylight_time(const Instant& instant) {
   return month > 3 ? month < 11 : month == 3 && day > 14;
 }
 
-constexpr std::int64_t offset_of(const Instant& instant) {
-  constexpr std::int64_t standard_time = -18000;
-  constexpr std::int64_t daylight_time = -14400;
+constexpr int offset_of(const Instant& instant) {
+  constexpr int standard_time = -18000;
+  constexpr int daylight_time = -14400;
   return is_daylight_time(instant) ? daylight_time : standard_time;
 }
 
@@ -105,16 +105,15 @@ constexpr Date day_before(const Instant& instant) {
 // Both offsets are behind UTC, so the local date is the UTC date or the one before.
 constexpr Instant local_instant(std::int64_t utc_s) {
   const Instant utc = instant_of(utc_s);
-  const std::int64_t second = utc.second + offset_of(utc);
+  const int second = utc.second + offset_of(utc);
   if (second >= 0) return {utc.days, utc.date, second};
-  return {utc.days - 1, day_before(utc), second + day_s};
+  return {utc.days - 1, day_before(utc), second + static_cast<int>(day_s)};
 }
 
 void put_wide_year(std::span<char, 14> out, const Instant& local) {
   std::array<char, 64> text;
   std::snprintf(text.data(), text.size(), "%04lld%02d%02d%02d%02d%02d", static_cast<long long>(local.date.year),
-                local.date.month, local.date.day, static_cast<int>(local.second / 3600),
-                static_cast<int>(local.second / 60 % 60), static_cast<int>(local.second % 60));
+                local.date.month, local.date.day, local.second / 3600, local.second / 60 % 60, local.second % 60);
   std::copy_n(text.data(), out.size(), out.data());
 }
 
@@ -137,10 +136,11 @@ void put_date_time(std::span<char, 14> out, std::int64_t utc_s) {
     put_wide_year(out, local);
     return;
   }
-  char* const end = out.data() + out.size();
-  const std::int64_t date = (year * 100 + month) * 100 + day;
-  const std::int64_t time = (local.second / 3600 * 100 + local.second / 60 % 60) * 100 + local.second % 60;
-  put_digits(end, static_cast<std::uint64_t>(date * 1'000'000 + time), out.size());
+  const auto second = static_cast<std::uint32_t>(local.second);
+  put_eight(out.data(), static_cast<std::uint32_t>((static_cast<int>(year) * 100 + month) * 100 + day));
+  put_two(out.data() + 8, second / 3600);
+  put_two(out.data() + 10, second / 60 % 60);
+  put_two(out.data() + 12, second % 60);
 }
 
 }  // namespace vorbeld

@@ -1,4 +1,4 @@
-// Decimal digits of unsigned numbers, two at a time: the inner loop of all number formatting.
+// Decimal digits of unsigned numbers, two at a time: the innermost part of all number formatting.
 #pragma once
 
 #include <array>
@@ -32,16 +32,41 @@ inline std::size_t digit_count(std::uint64_t number) {
   return estimate + (number >= powers_of_ten[estimate] ? 1 : 0) + (number == 0 ? 1 : 0);
 }
 
-// Writes the two digits of `number`, 0 to 99, at `at`.
-inline void put_pair(char* at, std::uint64_t number) {
-  std::memcpy(at, &digit_pairs[2 * number], 2);
+// Writes all digits of a number below 100, 10^4 or 10^8 at `at`, leading zeros included. Numbers of 32 bits divide
+// fastest, and halves do not wait for each other.
+inline void put_two(char* at, std::uint32_t number) {
+  std::memcpy(at, &digit_pairs[std::size_t{2} * number], 2);
+}
+inline void put_four(char* at, std::uint32_t number) {
+  put_two(at, number / 100);
+  put_two(at + 2, number % 100);
+}
+inline void put_eight(char* at, std::uint32_t number) {
+  put_four(at, number / 10'000);
+  put_four(at + 4, number % 10'000);
 }
 
-// Writes the low `count` digits of a number, leading zeros included, before `end` and returns where they begin.
-inline char* put_digits(char* end, std::uint64_t number, std::size_t count) {
-  for (; count >= 2; count -= 2, number /= 100) put_pair(end -= 2, number % 100);
-  if (count == 1) *--end = static_cast<char>('0' + number % 10);
+// Writes the low `count` digits, 0 to 7, of a number below 10^8, leading zeros included, before `end` and returns where
+// they begin.
+inline char* put_few_digits(char* end, std::uint32_t number, std::size_t count) {
+  if ((count & 4U) != 0) {
+    put_four(end -= 4, number % 10'000);
+    number /= 10'000;
+  }
+  if ((count & 2U) != 0) {
+    put_two(end -= 2, number % 100);
+    number /= 100;
+  }
+  if ((count & 1U) != 0) *--end = static_cast<char>('0' + number % 10);
   return end;
+}
+
+// The same for any number and count.
+inline char* put_digits(char* end, std::uint64_t number, std::size_t count) {
+  for (; count >= 8; count -= 8, number /= 100'000'000) {
+    put_eight(end -= 8, static_cast<std::uint32_t>(number % 100'000'000));
+  }
+  return put_few_digits(end, static_cast<std::uint32_t>(number % 100'000'000), count);
 }
 
 }  // namespace vorbeld

@@ -11,6 +11,8 @@
 namespace vorbeld {
 namespace {
 
+__extension__ using Wide = unsigned __int128;
+
 struct Parts {
   std::uint64_t whole;
   std::uint64_t fraction;  // in units of the last decimal
@@ -27,13 +29,11 @@ bool split_exactly(double magnitude, std::size_t decimals, Parts& parts) {
   const auto binary = static_cast<std::int64_t>(scaled);
   if (static_cast<double>(binary) != scaled) return false;
 
-  // binary * 2 * 10^decimals as a 128-bit product in three steps: `high` above the point, `rest` below it.
+  // The fraction in units of 2^-64 times 10^decimals: `high` above the point, `rest` below it.
   const std::uint64_t power = powers_of_ten[decimals];
-  const std::uint64_t twice = static_cast<std::uint64_t>(binary) << 1U;
-  const std::uint64_t low_product = (twice & 0xffff'ffffU) * power;
-  const std::uint64_t high_product = (twice >> 32U) * power + (low_product >> 32U);
-  const std::uint64_t high = high_product >> 32U;
-  const std::uint64_t rest = high_product << 32U | (low_product & 0xffff'ffffU);
+  const Wide product = Wide{static_cast<std::uint64_t>(binary) << 1U} * power;
+  const auto high = static_cast<std::uint64_t>(product >> 64U);
+  const auto rest = static_cast<std::uint64_t>(product);
 
   constexpr std::uint64_t half = 1ULL << 63U;
   const std::uint64_t last_digit = decimals == 0 ? static_cast<std::uint64_t>(whole) : high;
@@ -67,7 +67,7 @@ std::size_t put_fixed(std::span<char> out, double value, std::size_t width, std:
 
   char* at = out.data() + length;
   if (decimals != 0) {
-    at = put_digits(at, parts.fraction, decimals);
+    at = put_few_digits(at, static_cast<std::uint32_t>(parts.fraction), decimals);
     *--at = '.';
   }
   at = put_digits(at, parts.whole, whole_digits);

@@ -35,19 +35,19 @@ struct PlainNumber {
 // exact in a double too.
 std::optional<PlainNumber> read_plain(std::string_view text) {
   if (text.empty() || text.size() > 15) return std::nullopt;
-  PlainNumber number{0, 0};
-  bool behind_point = false;
-  for (const char character : text) {
-    if (character >= '0' && character <= '9') {
-      number.digits = number.digits * 10 + static_cast<std::uint64_t>(character - '0');
-      number.decimals += behind_point ? 1 : 0;
-    } else if (character == '.' && !behind_point && text.size() > 1) {
-      behind_point = true;
+  std::uint64_t digits = 0;
+  std::size_t behind_point = 0;  // where the decimals begin; 0: no point yet
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const auto digit = static_cast<unsigned>(text[at]) - '0';
+    if (digit <= 9) {
+      digits = digits * 10 + digit;
+    } else if (text[at] == '.' && behind_point == 0 && text.size() > 1) {
+      behind_point = at + 1;
     } else {
       return std::nullopt;
     }
   }
-  return number;
+  return PlainNumber{digits, behind_point == 0 ? 0 : text.size() - behind_point};
 }
 
 // What std::stod makes of the field. Of a plain number the digits and the power of ten are both exact, so their

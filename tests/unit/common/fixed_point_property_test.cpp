@@ -21,16 +21,16 @@ namespace {
 constexpr std::size_t whole_text = 400;  // room for any double
 
 struct Form {
-  int width;
-  int decimals;
+  std::size_t width;
+  std::size_t decimals;
   std::size_t room;
 };
 
 // The widths and cuts of every field and JSON number, and all their combinations.
 std::vector<Form> all_forms() {
   std::vector<Form> forms;
-  for (const int width : {0, 11, 13, 14}) {
-    for (const int decimals : {0, 2, 6}) {
+  for (const std::size_t width : {0, 11, 13, 14}) {
+    for (const std::size_t decimals : {0, 2, 6}) {
       for (const std::size_t room : {whole_text, std::size_t{31}, std::size_t{14}, std::size_t{11}}) {
         forms.push_back({width, decimals, room});
       }
@@ -43,7 +43,8 @@ std::vector<Form> all_forms() {
 ::testing::AssertionResult same_as_printf(double value, const Form& form) {
   constexpr std::string_view untouched = "########";
   std::array<char, whole_text> expected;
-  const int length = std::snprintf(expected.data(), expected.size(), "%0*.*f", form.width, form.decimals, value);
+  const int length = std::snprintf(expected.data(), expected.size(), "%0*.*f", static_cast<int>(form.width),
+                                   static_cast<int>(form.decimals), value);
   const std::string_view wanted(expected.data(), std::min(form.room, static_cast<std::size_t>(length)));
 
   std::array<char, whole_text + untouched.size()> text;

@@ -15,7 +15,7 @@ constexpr double nan_value = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinite = std::numeric_limits<double>::infinity();
 
 // The text that is left of `value` in a field of `room` bytes.
-std::string fixed(double value, int width, int decimals, std::size_t room = 400) {
+std::string fixed(double value, std::size_t width, std::size_t decimals, std::size_t room = 400) {
   std::string text(room, '#');
   text.resize(put_fixed(text, value, width, decimals));
   return text;

@@ -48,10 +48,21 @@ TEST(Split, ReplacesWhatThePiecesHeld) {
   EXPECT_EQ(pieces, (Pieces{"a", "b"}));
 }
 
+TEST(Split, TakesNoOtherByteForTheSeparator) {
+  for (const char separator : {'|', '\0', '\x80', '\xff'}) {
+    std::string others;
+    for (int code = 0; code < 256; ++code) {
+      if (static_cast<char>(code) != separator) others.append(3, static_cast<char>(code));
+    }
+    EXPECT_EQ(pieces_of(others, separator), (Pieces{others}));
+    EXPECT_EQ(pieces_of(others + separator + others, separator), (Pieces{others, others}));
+  }
+}
+
 TEST(Split, PiecesJoinedAgainGiveTheText) {
   std::mt19937 random(20240701);
   for (int round = 0; round < 20'000; ++round) {
-    std::string text(random() % 30, '\0');
+    std::string text(random() % 100, '\0');
     for (char& letter : text) letter = "ab,:"[random() % 4];
     const Pieces pieces = pieces_of(text, ',');
     ASSERT_EQ(pieces.size(), static_cast<std::size_t>(std::count(text.begin(), text.end(), ',')) + 1) << text;
