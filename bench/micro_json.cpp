@@ -2,7 +2,6 @@
 #include <benchmark/benchmark.h>
 
 #include <memory>
-#include <string>
 
 #include "bench/micro_input.h"
 #include "common/line_file.h"
@@ -16,7 +15,7 @@ namespace {
 // running bench do, where a record is written just before its lines.
 constexpr std::uint64_t trades = 1000;
 
-void put_truth_line(std::string& line, const Bond& bond, std::uint64_t trade_id, const TradeRecord& record) {
+void put_truth_line(TextLine& line, const Bond& bond, std::uint64_t trade_id, const TradeRecord& record) {
   start_truth(line, trade_id + 2, 'T', 'M', "trade");
   append_trade_members(line, bond, trade_id, record);
   append_summary_member(line, bond);
@@ -25,18 +24,18 @@ void put_truth_line(std::string& line, const Bond& bond, std::uint64_t trade_id,
 void truth_line(benchmark::State& state) {
   const std::unique_ptr<Bench> bench = make_bench(trades);
   const Bond& bond = bench->engine.universe.bonds.front();
-  std::string line;
+  TextLine line;
   std::uint64_t id = 1;
   while (state.KeepRunning()) {
     put_truth_line(line, bond, id, trade(bench->engine.trades, id));
-    benchmark::DoNotOptimize(line.data());
+    benchmark::DoNotOptimize(line.room.data());
     id = id % trades + 1;
   }
   put_truth_line(line, bond, trades, trade(bench->engine.trades, trades));
-  if (!line.starts_with("{\"seq\":1002,\"cat\":\"T\",") || !line.ends_with(",\"prints\":1000}")) {
+  if (!text(line).starts_with("{\"seq\":1002,\"cat\":\"T\",") || !text(line).ends_with(",\"prints\":1000}")) {
     state.SkipWithError("the line is not that of the last trade");
   }
-  state.counters["check"] = static_cast<double>(line.size());
+  state.counters["check"] = static_cast<double>(line.size);
 }
 BENCHMARK(truth_line);
 
@@ -53,7 +52,7 @@ void tape_line(benchmark::State& state) {
     id = id % trades + 1;
   }
   if (!takes_lines(engine.tape)) state.SkipWithError("the tape took no lines");
-  state.counters["check"] = static_cast<double>(engine.line.size());
+  state.counters["check"] = static_cast<double>(engine.line.size);
 }
 BENCHMARK(tape_line);
 

@@ -11,7 +11,7 @@
 namespace vorbeld {
 namespace {
 
-void append_venues(std::string& line, const TextMap<std::uint64_t>& by_venue) {
+void append_venues(TextLine& line, const TextMap<std::uint64_t>& by_venue) {
   std::string_view separator = "\"";
   for (const auto& [venue, count] : by_venue) {
     append(line, separator, Escaped{venue}, "\":", Decimal{count});
@@ -22,7 +22,7 @@ void append_venues(std::string& line, const TextMap<std::uint64_t>& by_venue) {
 std::string statistics_line(const RunState& run) {
   const MoldPublisher& publisher = run.publisher;
   const RunCounters& counters = run.engine.counters;
-  std::string line;
+  TextLine line;
   append(line, "{\"ts_ms\":", Decimal{wall_ms()},                              //
          ",\"seq\":", Decimal{publisher.next_sequence - 1},                    //
          ",\"reports\":", Decimal{counters.reports},                           //
@@ -37,7 +37,7 @@ std::string statistics_line(const RunState& run) {
          run.engine.session_closed ? ",\"closed\":true" : ",\"closed\":false", ",\"by_venue\":{");
   append_venues(line, counters.by_venue);
   append(line, "}}\n");
-  return line;
+  return std::string(text(line));
 }
 
 }  // namespace

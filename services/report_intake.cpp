@@ -25,13 +25,10 @@ bool receive_all(ReportConnection& connection, std::array<char, 4096>& buffer) {
   return received < 0 && errno == EAGAIN;
 }
 
-// Gives a reported trade its bond, adding one when the CUSIP is unknown; what the bond is called counts, not the
-// report.
-void look_up_bond(const ReportIntake& intake, Engine& engine, TradeInput& input) {
-  const bool high_yield = intake.high_yield_cusips.contains(input.cusip);
-  const Bond& bond = engine.universe.bonds[find_or_add_bond(engine.universe, input.cusip, input.symbol, high_yield)];
-  input.cusip = bond.cusip;
-  input.symbol = bond.symbol;
+// The position of a reported trade's bond, which is added when the CUSIP is unknown.
+std::uint32_t find_or_add_reported(const ReportIntake& intake, Universe& universe, const TradeInput& input) {
+  if (const auto known = find_position(universe, input.cusip)) return *known;
+  return find_or_add_bond(universe, input.cusip, input.symbol, intake.high_yield_cusips.contains(input.cusip));
 }
 
 void schedule_cancel(const ReportIntake& intake, const Engine& engine, std::uint64_t trade_id,
@@ -52,12 +49,12 @@ void handle_line(ReportIntake& intake, const ReportConnection& connection, std::
     send_reply(connection, "E malformed\n");
     return;
   }
-  TradeInput input = read_report(intake.fields, intake.settlement, wall_ms());
-  look_up_bond(intake, engine, input);
-  const std::uint64_t trade_id = disseminate_trade(engine, input);
-  intake.reply.clear();
+  const TradeInput input = read_report(intake.fields, intake.settlement, wall_ms());
+  const std::uint32_t position = find_or_add_reported(intake, engine.universe, input);
+  const std::uint64_t trade_id = disseminate_trade(engine, position, input);
+  clear(intake.reply);
   append(intake.reply, "A ", TradeId{trade_id}, '\n');
-  send_reply(connection, intake.reply);
+  send_reply(connection, text(intake.reply));
   schedule_cancel(intake, engine, trade_id, pending);
 }
 

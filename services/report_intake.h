@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "common/text_line.h"
 #include "services/report_line.h"
 #include "trades/amendment.h"
 #include "trades/engine.h"
@@ -31,7 +32,7 @@ struct ReportIntake {
   // Scratch, kept for its capacity.
   std::array<char, 4096> buffer{};
   std::vector<std::string_view> fields;
-  std::string reply;
+  TextLine reply;
   SettlementMemo settlement;
 };
 

@@ -44,7 +44,7 @@ TradeRecord& keep_replacement(Engine& engine, Bond& bond, const TradeRecord& ori
 
 void write_cancel_truth(Engine& engine, std::uint64_t sequence, std::uint64_t original_id, char change) {
   if (!takes_lines(engine.truth)) return;
-  std::string& line = engine.line;
+  TextLine& line = engine.line;
   start_truth(line, sequence, 'T', 'N', "cancel");
   append_amendment_members(line, original_id, 'C', change);
   finish_truth(engine);
@@ -53,7 +53,7 @@ void write_cancel_truth(Engine& engine, std::uint64_t sequence, std::uint64_t or
 void write_correction_truth(Engine& engine, std::uint64_t sequence, std::uint64_t original_id, std::uint64_t new_id,
                             const Bond& bond, const TradeRecord& record, char change) {
   if (!takes_lines(engine.truth)) return;
-  std::string& line = engine.line;
+  TextLine& line = engine.line;
   start_truth(line, sequence, 'T', 'O', "correction");
   append_trade_members(line, bond, new_id, record);
   append_amendment_members(line, original_id, 'N', change);

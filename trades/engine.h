@@ -4,10 +4,10 @@
 
 #include <cstdint>
 #include <span>
-#include <string>
 
 #include "common/line_file.h"
 #include "common/text_hash.h"
+#include "common/text_line.h"
 #include "feed/publisher.h"
 #include "trades/trade_index.h"
 #include "trades/universe.h"
@@ -40,9 +40,9 @@ struct Engine {
   std::uint64_t suppressed = 0;        // trades refused since
   RunCounters counters;
 
-  LineFile truth;    // one record per message sent, and the marks
-  LineFile tape;     // one line per trade
-  std::string line;  // scratch: the line under construction, kept for its capacity
+  LineFile truth;  // one record per message sent, and the marks
+  LineFile tape;   // one line per trade
+  TextLine line;   // scratch: the line under construction
 };
 
 // Numbers, stores and sends one finished message in a packet of its own; returns its sequence number.

@@ -13,7 +13,7 @@ namespace {
 void write_truth(Engine& engine, std::uint64_t sequence, const Bond& bond, char action, std::string_view reason,
                  std::string_view at) {
   if (!takes_lines(engine.truth)) return;
-  std::string& line = engine.line;
+  TextLine& line = engine.line;
   start_truth(line, sequence, 'A', 'H', "halt");
   append(line, ",\"cusip\":\"", bond.cusip,         //
          "\",\"symbol\":\"", Escaped{bond.symbol},  //

@@ -12,7 +12,7 @@ namespace {
 
 void write_summary_truth(Engine& engine, std::uint64_t sequence, const Bond& bond) {
   if (!takes_lines(engine.truth)) return;
-  std::string& line = engine.line;
+  TextLine& line = engine.line;
   start_truth(line, sequence, 'A', 'E', "summary");
   append(line, ",\"cusip\":\"", bond.cusip,           //
          "\",\"symbol\":\"", Escaped{bond.symbol},    //

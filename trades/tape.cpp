@@ -14,8 +14,8 @@ void write_tape(Engine& engine, std::uint64_t sequence, std::uint64_t trade_id, 
 
   const char cap = !record.capped ? '0' : bond.high_yield ? '1' : '5';
 
-  std::string& line = engine.line;
-  line.clear();
+  TextLine& line = engine.line;
+  clear(line);
   append(line, "{\"seq\":", Decimal{sequence},                                                     //
          ",\"ts_ms\":", Decimal{wall_ms()},                                                        //
          ",\"cusip\":\"", bond.cusip,                                                              //
@@ -32,7 +32,7 @@ void write_tape(Engine& engine, std::uint64_t sequence, std::uint64_t trade_id, 
          ",\"trade_id\":\"", TradeId{trade_id},                                                    //
          "\",\"venue\":\"", Escaped{input.venue},                                                  //
          "\",\"where\":\"", Escaped{input.where}, "\"}\n");
-  write_line(engine.tape, line);
+  write_line(engine.tape, text(line));
 }
 
 }  // namespace vorbeld

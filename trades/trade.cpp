@@ -12,10 +12,12 @@
 namespace vorbeld {
 namespace {
 
-void refuse(Engine& engine) {
+// Returns the trade id of a refused trade.
+std::uint64_t refuse(Engine& engine) {
   if (++engine.suppressed == 1) {
     std::fputs("[vorbeld] the session is closed: trades reported now are not disseminated\n", stderr);
   }
+  return 0;
 }
 
 bool is_last_sale_eligible(const TradeTerms& terms) {
@@ -60,7 +62,7 @@ void count_trade(RunCounters& counters, const TradeInput& input, const TradeReco
 void write_truth(Engine& engine, std::uint64_t sequence, std::uint64_t trade_id, const Bond& bond,
                  const TradeRecord& record, char change) {
   if (!takes_lines(engine.truth)) return;
-  std::string& line = engine.line;
+  TextLine& line = engine.line;
   start_truth(line, sequence, 'T', 'M', "trade");
   append_trade_members(line, bond, trade_id, record);
   append(line, ",\"change\":\"", change, '"');
@@ -93,11 +95,12 @@ void note_amendable(Engine& engine, std::uint64_t trade_id, TradeRecord& record)
 }
 
 std::uint64_t disseminate_trade(Engine& engine, const TradeInput& input) {
-  if (engine.session_closed) {
-    refuse(engine);
-    return 0;
-  }
-  const std::uint32_t position = find_or_add_bond(engine.universe, input.cusip, input.symbol, false);
+  if (engine.session_closed) return refuse(engine);
+  return disseminate_trade(engine, find_or_add_bond(engine.universe, input.cusip, input.symbol, false), input);
+}
+
+std::uint64_t disseminate_trade(Engine& engine, std::uint32_t position, const TradeInput& input) {
+  if (engine.session_closed) return refuse(engine);
   Bond& bond = engine.universe.bonds[position];
   const std::int64_t now_s = message_time_s();
   TradeRecord& record = keep_record(engine, input.terms, position, now_s);

@@ -23,4 +23,8 @@ void note_amendable(Engine& engine, std::uint64_t trade_id, TradeRecord& record)
 // is closed.
 std::uint64_t disseminate_trade(Engine& engine, const TradeInput& input);
 
+// The same for a trade whose bond was looked up before: it stands at `position` in the universe and is the first with
+// the trade's CUSIP.
+std::uint64_t disseminate_trade(Engine& engine, std::uint32_t position, const TradeInput& input);
+
 }  // namespace vorbeld

@@ -11,13 +11,13 @@ std::string_view flag_text(bool flag) {
 
 }  // namespace
 
-void start_truth(std::string& line, std::uint64_t sequence, char category, char type, std::string_view event) {
-  line.clear();
+void start_truth(TextLine& line, std::uint64_t sequence, char category, char type, std::string_view event) {
+  clear(line);
   append(line, "{\"seq\":", Decimal{sequence}, ",\"cat\":\"", category, "\",\"type\":\"", type, "\",\"event\":\"",
          event, '"');
 }
 
-void append_trade_members(std::string& line, const Bond& bond, std::uint64_t trade_id, const TradeRecord& record) {
+void append_trade_members(TextLine& line, const Bond& bond, std::uint64_t trade_id, const TradeRecord& record) {
   namespace fields = layout::trade_body;
   const TradeBody& body = record.body;
   append(line, ",\"cusip\":\"", bond.cusip,                                        //
@@ -45,12 +45,12 @@ void append_trade_members(std::string& line, const Bond& bond, std::uint64_t tra
          "\",\"ats\":\"", body_char(body, fields::ats), '"');
 }
 
-void append_amendment_members(std::string& line, std::uint64_t original_id, char function, char change) {
+void append_amendment_members(TextLine& line, std::uint64_t original_id, char function, char change) {
   append(line, ",\"orig_trade_id\":\"", TradeId{original_id}, "\",\"function\":\"", function, "\",\"change\":\"",
          change, '"');
 }
 
-void append_summary_member(std::string& line, const Bond& bond) {
+void append_summary_member(TextLine& line, const Bond& bond) {
   append(line, ",\"summary\":{\"traded\":", flag_text(bond.prices.traded),  //
          ",\"high\":", Fixed{bond.prices.high, 6},                          //
          ",\"low\":", Fixed{bond.prices.low, 6},                            //
@@ -60,12 +60,12 @@ void append_summary_member(std::string& line, const Bond& bond) {
 
 void finish_truth(Engine& engine) {
   append(engine.line, "}\n");
-  write_line(engine.truth, engine.line);
+  write_line(engine.truth, text(engine.line));
 }
 
 void write_mark(Engine& engine, std::string_view label, std::uint64_t sequence) {
-  std::string& line = engine.line;
-  line.clear();
+  TextLine& line = engine.line;
+  clear(line);
   append(line, "{\"mark\":\"", Escaped{label}, "\",\"seq\":", Decimal{sequence});
   finish_truth(engine);
 }

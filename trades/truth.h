@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 #include "trades/bond.h"
@@ -14,16 +13,16 @@ namespace vorbeld {
 
 // Makes `line` the beginning of a record: {"seq":N,"cat":"<category>","type":"<type>","event":"<event>" without the
 // closing brace.
-void start_truth(std::string& line, std::uint64_t sequence, char category, char type, std::string_view event);
+void start_truth(TextLine& line, std::uint64_t sequence, char category, char type, std::string_view event);
 
 // Appends ,"cusip":...,"ats":"." : the terms of a trade, its characters and times as they stand in its body.
-void append_trade_members(std::string& line, const Bond& bond, std::uint64_t trade_id, const TradeRecord& record);
+void append_trade_members(TextLine& line, const Bond& bond, std::uint64_t trade_id, const TradeRecord& record);
 
 // Appends ,"orig_trade_id":...,"function":"f","change":"c" of a cancel or correction of trade `original_id`.
-void append_amendment_members(std::string& line, std::uint64_t original_id, char function, char change);
+void append_amendment_members(TextLine& line, std::uint64_t original_id, char function, char change);
 
 // Appends ,"summary":{...}: the bond's book as it is now.
-void append_summary_member(std::string& line, const Bond& bond);
+void append_summary_member(TextLine& line, const Bond& bond);
 
 // Closes the record in `engine.line` with a brace and writes it, unless the file takes no lines.
 void finish_truth(Engine& engine);

@@ -3,47 +3,61 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <random>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vorbeld {
 namespace {
 
+constexpr double nan_value = std::numeric_limits<double>::quiet_NaN();
 constexpr std::uint64_t largest = std::numeric_limits<std::uint64_t>::max();
 
 std::string escaped(std::string_view text) {
-  std::string line;
+  TextLine line;
   append(line, Escaped{text});
-  return line;
+  return std::string(vorbeld::text(line));
 }
 
 std::string trade_id(std::uint64_t id) {
-  std::string line;
+  TextLine line;
   append(line, TradeId{id});
-  return line;
+  return std::string(text(line));
 }
 
 std::string number(double value, std::size_t decimals) {
-  std::string line;
+  TextLine line;
   append(line, Fixed{value, decimals});
-  return line;
+  return std::string(text(line));
 }
 
 TEST(Append, PutsAllPiecesBehindTheLineInTheirOrder) {
-  std::string line = "start ";
-  const std::string text = "a text";
-  append(line, "a literal", ',', std::string_view(text), ',', std::string_view(), Decimal{12}, '.');
-  EXPECT_EQ(line, "start a literal,a text,12.");
+  TextLine line;
+  append(line, "start ");
+  const std::string view = "a text";
+  append(line, "a literal", ',', std::string_view(view), ',', std::string_view(), Decimal{12}, '.');
+  EXPECT_EQ(text(line), "start a literal,a text,12.");
 }
 
 TEST(Append, TakesLinesOfAnyLength) {
-  const std::string text(100'000, 'x');
-  std::string line;
-  append(line, std::string_view(text), "|", Escaped{text});
-  EXPECT_EQ(line, text + "|" + text);
+  const std::string wide(100'000, 'x');
+  TextLine line;
+  append(line, std::string_view(wide), "|", Escaped{wide});
+  EXPECT_EQ(text(line), wide + "|" + wide);
+}
+
+TEST(Append, BeginsANewLineOnceTheOldOneIsCleared) {
+  TextLine line;
+  append(line, "a long line that leaves its room behind");
+  clear(line);
+  EXPECT_EQ(text(line), "");
+  append(line, "short");
+  EXPECT_EQ(text(line), "short");
 }
 
 TEST(Escape, PutsABackslashBeforeQuotesAndBackslashes) {
@@ -62,15 +76,16 @@ TEST(Escape, CopiesEveryOtherByteUnchanged) {
 }
 
 TEST(Escape, AppendsBehindWhatTheLineHolds) {
-  std::string line = "{\"venue\":\"";
+  TextLine line;
+  append(line, "{\"venue\":\"");
   append(line, Escaped{"a\"b"}, Escaped{""});
-  EXPECT_EQ(line, "{\"venue\":\"a\\\"b");
+  EXPECT_EQ(text(line), "{\"venue\":\"a\\\"b");
 }
 
 TEST(Decimal, WritesUnsignedNumbersUpToTheirLimit) {
-  std::string line = "[";
-  append(line, Decimal{0}, ' ', Decimal{10}, " ", Decimal{largest});
-  EXPECT_EQ(line, "[0 10 18446744073709551615");
+  TextLine line;
+  append(line, "[", Decimal{0}, ' ', Decimal{10}, " ", Decimal{largest});
+  EXPECT_EQ(text(line), "[0 10 18446744073709551615");
 }
 
 TEST(TradeId, HasAtLeastSevenDigits) {
@@ -107,6 +122,22 @@ TEST(Number, SpellsNonFiniteValuesAsTheCLibraryDoes) {
   EXPECT_EQ(number(std::copysign(std::numeric_limits<double>::quiet_NaN(), -1.0), 6), "-nan");
   EXPECT_EQ(number(std::numeric_limits<double>::infinity(), 2), "inf");
   EXPECT_EQ(number(-std::numeric_limits<double>::infinity(), 0), "-inf");
+}
+
+// A line keeps the texts of its numbers: later ones take places of earlier ones, and none may be mistaken for another.
+TEST(Number, IsTheSameWhateverTheLineHeldBefore) {
+  std::mt19937_64 random(11);
+  const std::vector<double> often{0.0, -0.0, 1.0, 99.875, 100.125, 5'000'000, 1e300, -1e-9, nan_value, -nan_value};
+  TextLine line;
+  for (int i = 0; i < 200'000; ++i) {
+    const bool seen = random() % 2 == 0;
+    const double value = seen ? often[random() % often.size()] : static_cast<double>(random() % 1'000'000) / 1000;
+    const std::size_t decimals = std::array<std::size_t, 3>{0, 2, 6}[random() % 3];
+    clear(line);
+    append(line, Fixed{value, decimals}, ' ', Fixed{value, decimals});
+    const std::string fresh = number(value, decimals);
+    ASSERT_EQ(text(line), fresh + " " + fresh);
+  }
 }
 
 }  // namespace
