@@ -67,4 +67,27 @@ std::span<const char> stored_block(const MessageStore& store, std::uint64_t sequ
   return {block, mold::block_prefix + std::size_t{take_u16(block)}};
 }
 
+StoredRun stored_run(const MessageStore& store, std::uint64_t sequence, std::uint64_t end, std::size_t most_bytes) {
+  const std::uint64_t begin = position_of(store, sequence);
+  const std::uint64_t chunk_end = begin - begin % MessageStore::chunk_bytes + MessageStore::chunk_bytes;
+  std::size_t length = 0;
+  std::uint16_t count = 0;
+  for (; sequence < end; ++sequence, ++count) {
+    // The next block begins where this one ends, but for the last of a chunk and the newest of all.
+    const std::uint64_t next = sequence < store.appended ? position_of(store, sequence + 1) : chunk_end;
+    const std::size_t longer = next < chunk_end ? next - begin : length + stored_block(store, sequence).size();
+    if (longer > most_bytes) break;
+    length = longer;
+    if (next >= chunk_end) return {{bytes_at(store, begin), length}, static_cast<std::uint16_t>(count + 1)};
+  }
+  return {{bytes_at(store, begin), length}, count};
+}
+
+void fetch_ahead(const MessageStore& store, std::uint64_t sequence, std::size_t bytes) {
+  constexpr std::size_t cache_line = 64;
+  if (sequence > store.appended) return;
+  const char* const begin = bytes_at(store, position_of(store, sequence));
+  for (std::size_t at = 0; at < bytes; at += cache_line) __builtin_prefetch(begin + at);
+}
+
 }  // namespace vorbeld

@@ -42,4 +42,19 @@ std::span<const char> store_message(MessageStore& store, std::span<const char> m
 // The block of message `sequence`, which must be kept: from oldest_stored() to store.appended. Valid until evicted.
 std::span<const char> stored_block(const MessageStore& store, std::uint64_t sequence);
 
+// Blocks that lie end to end, so that they are copied as one.
+struct StoredRun {
+  std::span<const char> blocks;
+  std::uint16_t count;  // of them
+};
+
+// The block of message `sequence`, which must be kept, and those behind it without a gap: as many as take `most_bytes`
+// together, 65535 at most, and none of message `end`, at most one past the newest, or later. Empty when the first takes
+// more. Valid until its first message is evicted.
+StoredRun stored_run(const MessageStore& store, std::uint64_t sequence, std::uint64_t end, std::size_t most_bytes);
+
+// Begins to fetch `bytes` bytes of the blocks of message `sequence`, when it is kept, and of those behind it, without
+// waiting for them: a store of 60 MB lies outside the cache.
+void fetch_ahead(const MessageStore& store, std::uint64_t sequence, std::size_t bytes);
+
 }  // namespace vorbeld

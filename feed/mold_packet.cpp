@@ -14,14 +14,14 @@ void start_packet(MoldPacket& packet, std::uint64_t first_sequence) {
 }
 
 bool has_room(const MoldPacket& packet, std::size_t block_length) {
-  return packet.length + block_length <= mold::largest_packet && packet.message_count < mold::most_messages;
+  return block_length <= room_in(packet) && packet.message_count < mold::most_messages;
 }
 
-void add_block(MoldPacket& packet, std::span<const char> block) {
-  assert(has_room(packet, block.size()));
-  std::copy(block.begin(), block.end(), packet.bytes.data() + packet.length);
-  packet.length += block.size();
-  ++packet.message_count;
+void add_blocks(MoldPacket& packet, std::span<const char> blocks, std::uint16_t count) {
+  assert(blocks.size() <= room_in(packet));
+  std::copy(blocks.begin(), blocks.end(), packet.bytes.data() + packet.length);
+  packet.length += blocks.size();
+  packet.message_count = static_cast<std::uint16_t>(packet.message_count + count);
 }
 
 std::span<const char> finish_packet(MoldPacket& packet, const Session& session) {

@@ -44,8 +44,13 @@ void start_packet(MoldPacket& packet, std::uint64_t first_sequence);
 // True when a block of `block_length` bytes, length prefix included, can still be added.
 bool has_room(const MoldPacket& packet, std::size_t block_length);
 
-// Adds one block: the 2-byte length and the message. The packet must have room for it.
-void add_block(MoldPacket& packet, std::span<const char> block);
+// Bytes that can still be added.
+inline std::size_t room_in(const MoldPacket& packet) {
+  return mold::largest_packet - packet.length;
+}
+
+// Adds `count` blocks that lie end to end, each the 2-byte length and the message. The packet must have room for them.
+void add_blocks(MoldPacket& packet, std::span<const char> blocks, std::uint16_t count);
 
 // Writes the header over the first 20 bytes and returns the whole packet, which lives as long as `packet` is unchanged.
 std::span<const char> finish_packet(MoldPacket& packet, const Session& session);

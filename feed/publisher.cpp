@@ -83,7 +83,7 @@ void open_feed(MoldPublisher& publisher, const std::string& group, std::uint16_t
 std::uint64_t append_message(MoldPublisher& publisher, std::span<const char> message) {
   const auto block = store_message(publisher.store, message);
   if (!has_room(publisher.packet, block.size())) flush(publisher);
-  if (has_room(publisher.packet, block.size())) add_block(publisher.packet, block);
+  if (has_room(publisher.packet, block.size())) add_blocks(publisher.packet, block, 1);
   ++publisher.messages;
   return publisher.next_sequence++;
 }

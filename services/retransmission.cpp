@@ -38,10 +38,11 @@ bool receive_request(int descriptor, Request& request) {
 // Fills the packet with messages from `sequence` on, as many below `end` as fit; returns the first that is not in it.
 std::uint64_t fill_packet(MoldPacket& packet, const MessageStore& store, std::uint64_t sequence, std::uint64_t end) {
   start_packet(packet, sequence);
-  for (; sequence < end; ++sequence) {
-    const auto block = stored_block(store, sequence);
-    if (!has_room(packet, block.size())) break;
-    add_block(packet, block);
+  while (sequence < end) {
+    const StoredRun run = stored_run(store, sequence, end, room_in(packet));
+    if (run.count == 0) break;
+    add_blocks(packet, run.blocks, run.count);
+    sequence += run.count;
   }
   return sequence;
 }
@@ -57,6 +58,7 @@ std::uint64_t send_messages(MoldPacket& packet, const MoldPublisher& publisher, 
       continue;
     }
     const auto bytes = finish_packet(packet, request.session);
+    fetch_ahead(publisher.store, sequence, mold::largest_packet);  // arrives while the system sends this packet
     sendto(publisher.retransmission_socket, bytes.data(), bytes.size(), 0,
            reinterpret_cast<const sockaddr*>(&request.sender), request.sender_length);
     sent += packet.message_count;

@@ -164,5 +164,63 @@ TEST(MessageStore, GivesBackTheMemoryOfWhatItEvicts) {
   EXPECT_LE(most_chunks, 400'000 * 149 / MessageStore::chunk_bytes + 2);
 }
 
+std::string bytes_of(const StoredRun& run) {
+  return {run.blocks.data(), run.blocks.size()};
+}
+
+// The blocks that a run must hold, one by one.
+std::string blocks_between(const MessageStore& store, std::uint64_t sequence, std::uint64_t end) {
+  std::string blocks;
+  for (; sequence < end; ++sequence) {
+    const std::span<const char> block = stored_block(store, sequence);
+    blocks.append(block.data(), block.size());
+  }
+  return blocks;
+}
+
+TEST(StoredRun, HoldsAsManyBlocksAsTakeTheBytesGiven) {
+  MessageStore store;
+  for (int i = 0; i < 5; ++i) store_message(store, std::string(10, 'm'));  // blocks of 12 bytes
+  EXPECT_EQ(stored_run(store, 1, 6, 11).count, 0U);
+  EXPECT_EQ(stored_run(store, 1, 6, 12).count, 1U);
+  EXPECT_EQ(stored_run(store, 1, 6, 35).count, 2U);
+  EXPECT_EQ(stored_run(store, 1, 6, 36).count, 3U);
+  EXPECT_EQ(stored_run(store, 5, 6, 11).count, 0U);
+  EXPECT_EQ(bytes_of(stored_run(store, 1, 6, 35)), blocks_between(store, 1, 3));
+}
+
+TEST(StoredRun, EndsBeforeTheMessageGivenAndBehindTheNewest) {
+  MessageStore store;
+  append_numbered(store, 9);
+  EXPECT_EQ(bytes_of(stored_run(store, 3, 7, 1000)), blocks_between(store, 3, 7));
+  EXPECT_EQ(bytes_of(stored_run(store, 3, 10, 1000)), blocks_between(store, 3, 10));
+  EXPECT_EQ(stored_run(store, 4, 4, 1000).count, 0U);
+}
+
+// Runs cover the store without a gap and stop at its seams only, where blocks do not lie end to end.
+TEST(StoredRun, FollowEachOtherOverTheSeamsOfTheMemory) {
+  std::mt19937 random(7);
+  MessageStore store;
+  for (int i = 0; i < 30'000; ++i) store_message(store, std::string(random() % 300, static_cast<char>('a' + i % 26)));
+  const std::uint64_t end = store.appended + 1;
+  std::uint64_t seams = 0;
+  for (std::uint64_t sequence = 1; sequence < end;) {
+    const StoredRun run = stored_run(store, sequence, end, 1480);
+    ASSERT_GT(run.count, 0U) << sequence;
+    ASSERT_EQ(bytes_of(run), blocks_between(store, sequence, sequence + run.count)) << sequence;
+    sequence += run.count;
+    if (sequence < end && run.blocks.size() + stored_block(store, sequence).size() <= 1480) ++seams;
+  }
+  EXPECT_EQ(seams, store.end / MessageStore::chunk_bytes);
+}
+
+TEST(FetchAhead, TakesEveryNumberFromTheOldestOn) {
+  MessageStore store;
+  fetch_ahead(store, 1, 1500);
+  append_numbered(store, 20);
+  for (std::uint64_t sequence = 1; sequence <= 22; ++sequence) fetch_ahead(store, sequence, 1500);
+  EXPECT_EQ(stored_message(store, 20), "20");
+}
+
 }  // namespace
 }  // namespace vorbeld

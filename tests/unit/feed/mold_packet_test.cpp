@@ -26,6 +26,10 @@ std::string block_of(std::size_t length) {
   return block;
 }
 
+void add_block(MoldPacket& packet, std::string_view block) {
+  add_blocks(packet, block, 1);
+}
+
 TEST(MoldPacket, StartsWithSessionSequenceAndCount) {
   MoldPacket packet;
   start_packet(packet, 0x0102'0304'0506'0708U);
@@ -59,6 +63,17 @@ TEST(MoldPacket, CarriesItsBlocksInTheirOrder) {
             "\x00\x00"
             "\x00\x02"
             "bc"sv);
+}
+
+TEST(MoldPacket, TakesSeveralBlocksAtOnce) {
+  MoldPacket packet;
+  start_packet(packet, 41);
+  add_block(packet, block_of(10));
+  add_blocks(packet, block_of(20) + block_of(30) + block_of(40), 3);
+  EXPECT_EQ(packet.message_count, 4U);
+  EXPECT_EQ(room_in(packet), 1500U - 20U - 100U);
+  EXPECT_EQ(text_of(finish_packet(packet, session_bytes("S"))).substr(20),
+            block_of(10) + block_of(20) + block_of(30) + block_of(40));
 }
 
 TEST(MoldPacket, IsEmptyAgainAfterARestart) {
