@@ -35,6 +35,17 @@ void send_all(int descriptor, std::span<const char> bytes);
 // Receives what is there into `buffer` and returns its length, at least 1; waits for it with `flags` 0.
 std::size_t receive_some(int descriptor, std::span<char> buffer, int flags = 0);
 
+// Asks `done` again and again until it says yes; gives up after a minute. A load that waits for its next answer stays
+// awake: to wake a sleeping receiver is charged to the program that sends, and the slower of two would do it more
+// often.
+template <class Done>
+void wait_awake(Done done) {
+  constexpr std::uint64_t longest_ns = 60'000'000'000;
+  for (const std::uint64_t start = now_ns(); !done();) {
+    if (now_ns() - start > longest_ns) give_up("nothing came from the program under load");
+  }
+}
+
 // What a stretch of work cost: its duration, and the CPU time that the kernel charged to the program under load
 // meanwhile, user and system together.
 struct Cost {

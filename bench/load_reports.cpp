@@ -102,7 +102,7 @@ void run_windows(Load& load, std::vector<Connection>& connections) {
           std::min(load.settings.window - connection.unanswered, load.settings.total - load.sent);
       if (count > 0) send_reports(load, connection, count);
     }
-    if (poll(readable.data(), readable.size(), 10'000) < 1) give_up("no reply within 10 s");
+    wait_awake([&] { return poll(readable.data(), readable.size(), 0) > 0; });
     for (std::size_t i = 0; i < connections.size(); ++i) {
       if (readable[i].revents != 0) receive_replies(load, connections[i]);
     }

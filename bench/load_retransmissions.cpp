@@ -85,8 +85,11 @@ void run_requests(Load& load) {
     while (load.sent < load.settings.requests && load.sent - load.finished < load.settings.outstanding) {
       send_request(load);
     }
-    const int received = recvmmsg(load.descriptor, headers.data(), batch, MSG_WAITFORONE, nullptr);
-    if (received < 1) give_up("an answer is incomplete: messages were lost");
+    int received = 0;
+    wait_awake([&] {
+      received = recvmmsg(load.descriptor, headers.data(), batch, MSG_DONTWAIT, nullptr);
+      return received > 0;
+    });
     for (std::size_t i = 0; i < static_cast<std::size_t>(received); ++i) {
       take_packet(load, packets[i].data(), headers[i].msg_len);
     }
