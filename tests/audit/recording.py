@@ -47,6 +47,7 @@ def record_run(folder, pool):
         assert control.command(bench.control, "mark half way") == "ok"
         for command in ("halt 345370CS9 LUDP", "resume_halt 345370CS9", "halt 594918BY9 M", "resume_halt 594918BY9"):
             assert control.command(bench.control, command) == "ok"
+        _cancel_a_high(bench)
         receiver.wait_for_sequence(bench.feed, ENOUGH, harness.bound(30))
         assert control.command(bench.control, "close") == "ok"
         receiver.wait_for(bench.feed, _is_over, harness.bound(10), "the end of session")
@@ -64,6 +65,16 @@ def _report_some(bench):
     for number, where in enumerate(("book", "away", "book")):
         reports.report(reporter, price=f"98.{number}25", quantity="7000000", where=where)
     reports.report(reporter, cusip="REPORTED1", symbol="NEW BOND", price="101.5", side="S")
+
+
+def _cancel_a_high(bench):
+    """The day's high of the reported bond is cancelled, and the one below it too, whatever else is due meanwhile."""
+    assert control.command(bench.control, "pause") == "ok"
+    reporter = harness.open_reporter(bench)
+    for price in ("110", "111", "112", "113"):
+        reports.report(reporter, cusip="REPORTED1", symbol="NEW BOND", price=price, side="S")
+    assert control.command(bench.control, "cancel 4") == "cancelled 4"
+    assert control.command(bench.control, "resume") == "ok"
 
 
 def _is_over(arrivals):
