@@ -132,11 +132,11 @@ std::string verdict_sentence(const AuditReport& report) {
   const std::uint64_t differences = report.audit.judge.findings.total;
   const std::uint64_t missing = missing_in_all(report);
   if (is_equal(report)) return messages + " equal to their " + files;
-  std::string sentence;
-  if (differences != 0) sentence = counted(differences, "difference") + " in " + messages;
-  if (missing != 0) sentence += (sentence.empty() ? "" : ", ") + counted(missing, "message") + " missing";
-  return sentence + "; first wrong: #" + std::to_string(first_wrong(report)->sequence) + " " +
-         first_wrong(report)->field;
+  if (differences == 0)
+    return counted(missing, "message") + " missing, the first #" + std::to_string(first_wrong(report)->sequence);
+  return counted(differences, "difference") + " in " + messages +
+         (missing == 0 ? "" : ", " + counted(missing, "message") + " missing") + "; first wrong: #" +
+         std::to_string(first_wrong(report)->sequence) + " " + first_wrong(report)->field;
 }
 
 std::string_view source_name(AuditSource source) {

@@ -26,12 +26,10 @@ bool is_four_digit_year(sys_seconds instant) {
   return instant >= begin && instant < end;
 }
 
-// The digits from `at` on as a number; -1 when one of them is none.
 int number_at(std::string_view digits, std::size_t at, std::size_t width) {
   int number = 0;
-  const char* const end = digits.data() + at + width;
-  const auto result = std::from_chars(digits.data() + at, end, number);
-  return result.ec == std::errc() && result.ptr == end && number >= 0 ? number : -1;
+  std::from_chars(digits.data() + at, digits.data() + at + width, number);
+  return number;
 }
 
 }  // namespace
@@ -61,14 +59,14 @@ std::string local_date_time(std::int64_t utc_s) {
 }
 
 std::vector<std::int64_t> utc_of_local(std::string_view digits) {
-  if (digits.size() != 14) return {};
+  if (digits.size() != 14 || digits.find_first_not_of("0123456789") != std::string_view::npos) return {};
   const std::chrono::year_month_day date(std::chrono::year(number_at(digits, 0, 4)),
                                          std::chrono::month(static_cast<unsigned>(number_at(digits, 4, 2))),
                                          std::chrono::day(static_cast<unsigned>(number_at(digits, 6, 2))));
   const int hour = number_at(digits, 8, 2);
   const int minute = number_at(digits, 10, 2);
   const int second = number_at(digits, 12, 2);
-  if (!date.ok() || hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 59) return {};
+  if (!date.ok() || date.year() < std::chrono::year(1) || hour > 23 || minute > 59 || second > 59) return {};
   const auto local = sys_days(date).time_since_epoch();
   const std::int64_t local_s = seconds(local).count() + hour * 3600 + minute * 60 + second;
   std::vector<std::int64_t> instants;

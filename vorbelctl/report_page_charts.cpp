@@ -128,10 +128,11 @@ std::string span_lane(const Axis& axis, const std::string& name, const std::stri
   std::string lane = "<div class=\"lane-name\">" + name + "<b>" + grouped(spans.size()) +
                      "</b></div><svg class=\"lane " + meaning + "\" role=\"img\" aria-label=\"" + name + ": " +
                      grouped(spans.size()) + "\">";
+  const std::int64_t narrowest_ms = (axis.end_ms - axis.begin_ms) / 200;  // a moment must be seen, too
   for (const TimeSpan& span : spans) {
     const std::int64_t end_ms = span.end_ms == 0 ? axis.end_ms : span.end_ms;
     lane +=
-        rectangle(at_time(axis, span.begin_ms), width_of(axis, std::max<std::int64_t>(end_ms - span.begin_ms, 1)), "0",
+        rectangle(at_time(axis, span.begin_ms), width_of(axis, std::max(end_ms - span.begin_ms, narrowest_ms)), "0",
                   "100%", " rx=\"2\"",
                   name + (span.what.empty() ? "" : " " + span.what) + ", " + since(axis, span.begin_ms, span.end_ms));
   }
@@ -282,8 +283,7 @@ std::string timeline(const History& history, bool on_the_wire) {
   html += span_lane(axis, "halts", "halt", history.halts);
   html += span_lane(axis, "idle", "idle", history.idles);
   std::vector<TimeSpan> close;
-  if (history.close_ms != 0)
-    close.push_back({history.close_ms, history.close_ms + (axis.end_ms - axis.begin_ms) / 200, ""});
+  if (history.close_ms != 0) close.push_back({history.close_ms, history.close_ms, ""});
   html += span_lane(axis, "close", "close", close);
   return html + "<div></div>" + time_scale(axis) + "</div>";
 }
