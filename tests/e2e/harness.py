@@ -15,6 +15,7 @@ import threading
 import time
 
 import control
+import machine
 import ports
 import receiver
 import reports
@@ -53,6 +54,7 @@ class Bench:
     feed: receiver.Receiver
     control: control.Control
     closing: contextlib.ExitStack
+    watch: machine.Watch
 
 
 def binary():
@@ -63,9 +65,33 @@ def binary():
     return str(path.resolve())
 
 
+def slowness():
+    """How much slower than a release build the daemon may be: VORBELD_SLOW, 1 by default."""
+    return float(os.environ.get("VORBELD_SLOW", "1"))
+
+
 def bound(seconds):
-    """A time bound in seconds, stretched by VORBELD_SLOW for slow builds."""
-    return seconds * float(os.environ.get("VORBELD_SLOW", "1"))
+    """How long to wait for what takes no longer than so many seconds on an idle machine."""
+    return 4 * seconds * slowness()
+
+
+def slack_s(bench, since_s, until_s, usual_s=0.25):
+    """By how much an event may be late that was due between two moments of the wall clock.
+
+    What a pass of the loop and a slow build take, and twice what this machine lost in that time.
+    """
+    return usual_s * slowness() + 2 * machine.late_between(bench.watch, since_s, until_s)
+
+
+def assert_lasted(bench, since_ns, until_ns, wanted_s, usual_s=0.25):
+    """The time between two wall-clock moments in ns is the wanted one, to the millisecond, or a little more.
+
+    It may be shorter by what the machine lost: the first event may have come out late.
+    """
+    since_s, until_s = since_ns / 1e9, until_ns / 1e9
+    took_s, late_s = until_s - since_s, slack_s(bench, since_s, until_s, usual_s)
+    if not wanted_s - 0.003 - (late_s - usual_s * slowness()) <= took_s <= wanted_s + late_s:
+        raise AssertionError(f"took {took_s:.4f} s, not {wanted_s} s to {wanted_s + late_s:.4f} s")
 
 
 def claim_doors(pool, **chosen):
@@ -99,7 +125,8 @@ def start(folder, doors, *options, listen=True, ready=True, scenario=None, bare=
     AssertionError with the console text when the process ends instead.
     """
     folder.mkdir(parents=True, exist_ok=True)
-    closing = contextlib.ExitStack()
+    closing, watch = contextlib.ExitStack(), machine.open_watch()
+    closing.callback(machine.close_watch, watch)
     feed = receiver.open_receiver(doors.group, doors.feed) if listen else None
     if feed:
         closing.callback(receiver.close_receiver, feed)
@@ -113,7 +140,7 @@ def start(folder, doors, *options, listen=True, ready=True, scenario=None, bare=
     client = control.open_control(doors.control, bound(10)) if doors.control else None
     if client:
         closing.callback(client.socket.close)
-    bench = Bench(process, doors, folder, console, reader, feed, client, closing)
+    bench = Bench(process, doors, folder, console, reader, feed, client, closing, watch)
     if ready and not bare:
         wait_until_running(bench)
     return bench

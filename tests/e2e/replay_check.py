@@ -7,6 +7,7 @@ import statistics
 
 import feedtime
 import generator
+import machine
 
 FIELDS = ("side", "contra", "rpt", "ats", "remuneration", "as_of", "special", "sale3", "sale4")
 
@@ -77,23 +78,24 @@ def compare_correction(replay, messages, message):
     return [f"{name} {said!r}, drawn {wanted!r}" for name, (said, wanted) in pairs.items() if said != wanted]
 
 
-def compare_gaps(gaps, times_ms, slack_ms):
+def compare_gaps(gaps, times_ms, watch):
     """Times between consecutive trades against the drawn waits; `times_ms` by sequence number.
 
-    A trade comes at the first pass after its wait is over, passes are at most 10 ms apart. Single gaps may be off by
-    what a busy machine adds; the middle one may not, and short waits must be as late as long ones.
+    A trade comes at the first pass after its wait is over, passes are at most 10 ms apart, and a busy machine adds its
+    lateness. The middle trade must be no later than that, and short waits must be as late as long ones.
     """
     trades = sorted(gaps)
     over = [(gaps[earlier], times_ms[later] - times_ms[earlier] - gaps[earlier])
             for earlier, later in zip(trades, trades[1:])]
-    problems = [f"a gap of {gap} ms was {late:.1f} ms longer" for gap, late in over if not -slack_ms <= late <= slack_ms]
+    busy_ms = 4000 * machine.typical_lateness(watch)
     middle = statistics.median(late for _, late in over)
-    if not -2 <= middle <= 15:
-        problems.append(f"the middle gap was {middle:.1f} ms longer than drawn")
     by_length = [late for _, late in sorted(over)]
     third = len(by_length) // 3
     apart = statistics.median(by_length[-third:]) - statistics.median(by_length[:third])
-    if abs(apart) > 6:
+    problems = []
+    if not -2 <= middle <= 13 + busy_ms:
+        problems.append(f"the middle gap was {middle:.1f} ms longer than drawn")
+    if abs(apart) > 5 + busy_ms:
         problems.append(f"long waits were {apart:.1f} ms later than short ones")
     return problems
 
