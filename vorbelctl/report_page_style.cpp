@@ -102,7 +102,8 @@ footer { margin-top: 3.5rem; color: var(--soft); font-size: 0.85rem; overflow-wr
   .bonds { grid-template-columns: minmax(0, 1fr); }
   .card { padding: 0.9rem 0.8rem 0.7rem; }
   .chart { grid-template-columns: 3.4rem minmax(0, 1fr); column-gap: 0.5rem; }
-  .timeline { grid-template-columns: 6.6rem minmax(0, 1fr); }
+  .timeline { grid-template-columns: 8.4rem minmax(0, 1fr); }
+  .lane-name { font-size: 0.76rem; white-space: nowrap; }
   .bonds .tick.second { display: block; }
   .tick.third, .bonds .tick.third { display: none; }
   .when { display: none; }
