@@ -94,6 +94,7 @@ void receive_replies(Load& load, Connection& connection) {
 // load finds depend on who is scheduled when.
 void run_windows(Load& load, std::vector<Connection>& connections) {
   std::vector<pollfd> readable;
+  readable.reserve(connections.size());
   for (const Connection& connection : connections) readable.push_back({connection.descriptor, POLLIN, 0});
   while (load.answered < load.settings.total) {
     for (Connection& connection : connections) {

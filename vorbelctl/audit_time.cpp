@@ -63,12 +63,14 @@ std::vector<std::int64_t> utc_of_local(std::string_view digits) {
   const std::chrono::year_month_day date(std::chrono::year(number_at(digits, 0, 4)),
                                          std::chrono::month(static_cast<unsigned>(number_at(digits, 4, 2))),
                                          std::chrono::day(static_cast<unsigned>(number_at(digits, 6, 2))));
-  const int hour = number_at(digits, 8, 2);
-  const int minute = number_at(digits, 10, 2);
-  const int second = number_at(digits, 12, 2);
-  if (!date.ok() || date.year() < std::chrono::year(1) || hour > 23 || minute > 59 || second > 59) return {};
-  const auto local = sys_days(date).time_since_epoch();
-  const std::int64_t local_s = seconds(local).count() + hour * 3600 + minute * 60 + second;
+  const std::chrono::hours hour(number_at(digits, 8, 2));
+  const std::chrono::minutes minute(number_at(digits, 10, 2));
+  const seconds second(number_at(digits, 12, 2));
+  if (!date.ok() || date.year() < std::chrono::year(1) || hour.count() > 23 || minute.count() > 59 ||
+      second.count() > 59) {
+    return {};
+  }
+  const std::int64_t local_s = seconds(sys_days(date).time_since_epoch() + hour + minute + second).count();
   std::vector<std::int64_t> instants;
   for (const std::int64_t offset_s : {summer_s, winter_s}) {
     const std::int64_t utc_s = local_s - offset_s;
