@@ -29,17 +29,8 @@ def doors(pool):
 @pytest.fixture
 def launch(pool, tmp_path):
     """launch(*options, doors=..., listen=...) starts a bench; the test's end releases it."""
-    benches = []
-
-    def start_one(*options, doors=None, listen=False):
-        folder = tmp_path / f"bench{len(benches)}"
-        bench = harness.start(folder, doors or harness.claim_doors(pool), *options, listen=listen)
-        benches.append(bench)
-        return bench
-
-    yield start_one
-    complaints = [line for bench in benches for line in harness.release(bench)]
-    assert complaints == []
+    with harness.launching(pool, tmp_path, listen=False) as start_one:
+        yield start_one
 
 
 @pytest.fixture

@@ -24,14 +24,5 @@ def pool():
 @pytest.fixture
 def launch(pool, tmp_path):
     """launch(*options, doors=..., listen=..., ready=..., scenario=...) starts a bench; the test's end releases it."""
-    benches = []
-
-    def start_one(*options, doors=None, **settings):
-        folder = tmp_path / f"bench{len(benches)}"
-        bench = harness.start(folder, doors or harness.claim_doors(pool), *options, **settings)
-        benches.append(bench)
-        return bench
-
-    yield start_one
-    complaints = [line for bench in benches for line in harness.release(bench)]
-    assert complaints == []
+    with harness.launching(pool, tmp_path) as start_one:
+        yield start_one

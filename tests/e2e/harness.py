@@ -248,6 +248,24 @@ def release(bench):
     return [line for line in bench.console.lines if any(mark in line for mark in SANITIZER_MARKS)]
 
 
+@contextlib.contextmanager
+def launching(pool, folder, **usual):
+    """Gives start_one(*options, doors=..., **settings), which starts benches in folders of their own below `folder`.
+
+    What is usual is overruled by the settings of a bench. All are released at the end and must have been well.
+    """
+    benches = []
+
+    def start_one(*options, doors=None, **settings):
+        bench = start(folder / f"bench{len(benches)}", doors or claim_doors(pool), *options, **(usual | settings))
+        benches.append(bench)
+        return bench
+
+    yield start_one
+    complaints = [line for bench in benches for line in release(bench)]
+    assert complaints == []
+
+
 def open_reporter(bench):
     """A report connection that is closed with the bench."""
     reporter = reports.open_reporter(bench.doors.reports, bound(10))
