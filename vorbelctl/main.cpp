@@ -6,15 +6,15 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "vorbelctl/audit_run.h"
-#include "vorbelctl/control.h"
-#include "vorbelctl/doctor.h"
-#include "vorbelctl/fetch.h"
-#include "vorbelctl/listen.h"
-#include "vorbelctl/options.h"
-#include "vorbelctl/report.h"
-#include "vorbelctl/wait.h"
-#include "vorbelctl/watch.h"
+#include "vorbelctl/commands/audit.h"
+#include "vorbelctl/commands/control.h"
+#include "vorbelctl/commands/doctor.h"
+#include "vorbelctl/commands/fetch.h"
+#include "vorbelctl/commands/listen.h"
+#include "vorbelctl/commands/options.h"
+#include "vorbelctl/commands/report.h"
+#include "vorbelctl/commands/wait.h"
+#include "vorbelctl/commands/watch.h"
 
 namespace {
 

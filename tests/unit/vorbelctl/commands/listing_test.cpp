@@ -1,0 +1,123 @@
+// Events as lines and as fields.
+#include "vorbelctl/commands/listing.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/unit/vorbelctl/handler/sample_messages.h"
+#include "vorbelctl/commands/listing_text.h"
+
+namespace vorbelctl {
+namespace {
+
+Event message(const std::string& bytes, Via via = Via::live) {
+  Event event;
+  event.first = event.last = 42;
+  event.text = bytes;
+  event.via = via;
+  return event;
+}
+
+Event tidings(EventKind kind, std::uint64_t first, std::uint64_t last) {
+  Event event;
+  event.kind = kind;
+  event.first = first;
+  event.last = last;
+  return event;
+}
+
+TEST(Lines, ShowEveryKindOfMessage) {
+  EXPECT_EQ(event_text(message(sample::trade()), false),
+            "      42  trade        12:00:00  037833DT4 AAPL 3.85 43   0000042   98.250000      100000.00  S D/C"
+            "  change 7\n");
+  EXPECT_EQ(event_text(message(sample::cancel()), false),
+            "      42  cancel       12:00:01  037833DT4 AAPL 3.85 43   0000042   98.250000      100000.00  S D/C"
+            "  change 7  the day is empty\n");
+  EXPECT_EQ(event_text(message(sample::correction()), false),
+            "      42  correction   12:00:02  037833DT4 AAPL 3.85 43   0000043  101.500000           5MM+  B T/D"
+            "  change 5 late ATS  instead of 0000042, high 101.500000 low 98.250000 last 99.000000\n");
+  EXPECT_EQ(event_text(message(sample::halt()), false),
+            "      42  halt         12:00:03  037833DT4 AAPL 3.85 43   halted T.1\n");
+  EXPECT_EQ(event_text(message(sample::summary()), false),
+            "      42  summary      12:00:04  037833DT4 AAPL 3.85 43   high 101.500000 low 98.250000 last 99.000000\n");
+  EXPECT_EQ(event_text(message(sample::control()), false), "      42  control      12:00:00  I\n");
+}
+
+TEST(Lines, SayHowAMessageCame) {
+  EXPECT_EQ(event_text(message(sample::control(), Via::recovered), false),
+            "      42  control      12:00:00  I  (recovered)\n");
+  EXPECT_EQ(event_text(message(sample::control(), Via::late), false), "      42  control      12:00:00  I  (late)\n");
+}
+
+TEST(Lines, ShowBytesThatDoNotRead) {
+  EXPECT_EQ(event_text(message("XY\x1b"), false),
+            "      42  malformed    the field \"length\" does not read\n"
+            "  0000  58 59 1b                                         XY.\n");
+  Event packet = tidings(EventKind::malformed_packet, 0, 0);
+  packet.text = "ab";
+  packet.reason = "2 bytes are too few for a header";
+  EXPECT_EQ(event_text(packet, false),
+            "       0  malformed    no packet: 2 bytes are too few for a header\n"
+            "  0000  61 62                                            ab\n");
+}
+
+TEST(Lines, ShowFaults) {
+  EXPECT_EQ(event_text(tidings(EventKind::gap, 43, 45), false),
+            "      43  gap          43 to 45 (3 messages) skipped so far\n");
+  EXPECT_EQ(event_text(tidings(EventKind::missing, 43, 43), false), "      43  missing      43 (1 message) given up\n");
+  Event closed = tidings(EventKind::gap_closed, 43, 45);
+  closed.open_ms = 31;
+  EXPECT_EQ(event_text(closed, false), "      43  gap closed   43 to 45 (3 messages) after 31 ms\n");
+  Event foreign = tidings(EventKind::foreign_session, 7, 7);
+  foreign.text = "\x1b[2J";
+  EXPECT_EQ(event_text(foreign, false),
+            "       7  foreign      a packet of the session \"\\x1b[2J\" is ignored; --session chooses the one to "
+            "follow\n");
+}
+
+TEST(Lines, ArePaintedOnATerminal) {
+  EXPECT_EQ(event_text(message(sample::control()), true), "\x1b[32m      42  control      12:00:00  I\x1b[0m\n");
+  EXPECT_EQ(event_text(tidings(EventKind::duplicate, 7, 7), true),
+            "\x1b[31m       7  duplicate    was already here; ignored\x1b[0m\n");
+}
+
+TEST(EventFields, NameTheMessageAndItsFields) {
+  const FieldList fields = event_fields(message(sample::halt(), Via::recovered));
+  EXPECT_EQ(json_line(fields),
+            R"({"event":"halt","seq":42,"via":"recovered","category":"A","type":"H","trade_id":null,"origin":"O",)"
+            R"("sent_at":"20240701120003","symbol":"AAPL 3.85 43","cusip":"037833DT4","short_name":"AAPL",)"
+            R"("sub_product":"CORP","description":"AAPL 3.85 05/04/43","action":"H","action_at":"20240701120003",)"
+            R"("reason":"T.1"})");
+}
+
+TEST(EventFields, NameWhatDoesNotRead) {
+  EXPECT_EQ(json_line(event_fields(message("XY"))),
+            R"({"event":"malformed_message","seq":42,"field":"length","length":2,"bytes":"5859"})");
+}
+
+TEST(EventFields, NameFaults) {
+  EXPECT_EQ(json_line(event_fields(tidings(EventKind::gap, 43, 45))), R"({"event":"gap","first":43,"last":45})");
+  EXPECT_EQ(json_line(event_fields(tidings(EventKind::heartbeat, 46, 46))), R"({"event":"heartbeat","seq":46})");
+}
+
+TEST(Totals, AreSummedUpInWords) {
+  Receiver receiver;
+  receiver.totals.messages = 1;
+  receiver.totals.packets = 2;
+  receiver.totals.gaps = 3;
+  receiver.totals.skipped = 5;
+  receiver.totals.missing = 4;
+  receiver.totals.recovered = 1;
+  receiver.missing = {{3, 3}, {5, 7}};
+  EXPECT_EQ(totals_text(receiver),
+            "1 message, 2 packets on the feed; 3 gaps of 5 messages: 0 late, 1 recovered, 4 missing; 0 duplicates\n"
+            "missing: 3, 5 to 7\n");
+}
+
+TEST(Totals, ListNoMoreThanTenRanges) {
+  Receiver receiver;
+  for (std::uint64_t number = 1; number <= 21; number += 2) receiver.missing.push_back({number, number});
+  EXPECT_NE(totals_text(receiver).find("missing: 1, 3, 5, 7, 9, 11, 13, 15, 17, 19, ...\n"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace vorbelctl

@@ -1,0 +1,82 @@
+#include "vorbelctl/audit/eastern_time.h"
+
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <cstdio>
+#include <initializer_list>
+
+namespace vorbelctl {
+namespace {
+
+using std::chrono::days;
+using std::chrono::floor;
+using std::chrono::hours;
+using std::chrono::seconds;
+using std::chrono::sys_days;
+using std::chrono::sys_seconds;
+
+constexpr std::int64_t summer_s = -14400;
+constexpr std::int64_t winter_s = -18000;
+
+bool is_four_digit_year(sys_seconds instant) {
+  using std::chrono::year;
+  const sys_days begin = year(1) / std::chrono::January / 1;
+  const sys_days end = year(10000) / std::chrono::January / 1;
+  return instant >= begin && instant < end;
+}
+
+int number_at(std::string_view digits, std::size_t at, std::size_t width) {
+  int number = 0;
+  std::from_chars(digits.data() + at, digits.data() + at + width, number);
+  return number;
+}
+
+}  // namespace
+
+std::int64_t local_offset_s(std::int64_t utc_s) {
+  using std::chrono::Sunday;
+  const sys_seconds instant{seconds(utc_s)};
+  const auto year = std::chrono::year_month_day(floor<days>(instant)).year();
+  const sys_seconds begin = sys_days(year / std::chrono::March / Sunday[2]) + hours(7);
+  const sys_seconds end = sys_days(year / std::chrono::November / Sunday[1]) + hours(6);
+  return instant >= begin && instant < end ? summer_s : winter_s;
+}
+
+std::string local_date_time(std::int64_t utc_s) {
+  constexpr std::int64_t far = std::int64_t{1} << 40;  // far beyond the years that have four digits
+  if (utc_s > far || utc_s < -far || !is_four_digit_year(sys_seconds{seconds(utc_s)})) return "";
+  const sys_seconds local{seconds(utc_s + local_offset_s(utc_s))};
+  if (!is_four_digit_year(local)) return "";
+  const sys_days day = floor<days>(local);
+  const std::chrono::year_month_day date(day);
+  const std::chrono::hh_mm_ss time(local - day);
+  std::array<char, 32> text;
+  std::snprintf(text.data(), text.size(), "%04d%02u%02u%02d%02d%02d", int{date.year()}, unsigned{date.month()},
+                unsigned{date.day()}, static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
+                static_cast<int>(time.seconds().count()));
+  return text.data();
+}
+
+std::vector<std::int64_t> utc_of_local(std::string_view digits) {
+  if (digits.size() != 14 || digits.find_first_not_of("0123456789") != std::string_view::npos) return {};
+  const std::chrono::year_month_day date(std::chrono::year(number_at(digits, 0, 4)),
+                                         std::chrono::month(static_cast<unsigned>(number_at(digits, 4, 2))),
+                                         std::chrono::day(static_cast<unsigned>(number_at(digits, 6, 2))));
+  const std::chrono::hours hour(number_at(digits, 8, 2));
+  const std::chrono::minutes minute(number_at(digits, 10, 2));
+  const seconds second(number_at(digits, 12, 2));
+  if (!date.ok() || date.year() < std::chrono::year(1) || hour.count() > 23 || minute.count() > 59 ||
+      second.count() > 59) {
+    return {};
+  }
+  const std::int64_t local_s = seconds(sys_days(date).time_since_epoch() + hour + minute + second).count();
+  std::vector<std::int64_t> instants;
+  for (const std::int64_t offset_s : {summer_s, winter_s}) {
+    const std::int64_t utc_s = local_s - offset_s;
+    if (local_offset_s(utc_s) == offset_s) instants.push_back(utc_s);
+  }
+  return instants;
+}
+
+}  // namespace vorbelctl

@@ -1,0 +1,62 @@
+// The truth file read alongside the messages, record by record, while the bench may still be writing it. Owns the index
+// by which an earlier trade's record is found again, sixteen bytes a trade; the records themselves stay in the file.
+// Says what is wrong with the file's own order; what the records say of the messages is compared elsewhere.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "vorbelctl/audit/findings.h"
+#include "vorbelctl/audit/lines.h"
+#include "vorbelctl/audit/records.h"
+
+namespace vorbelctl {
+
+// The record that stands at a place of the file.
+struct TruthEntry {
+  std::uint64_t sequence = 0;  // of the message that it belongs to: its own number, or the one that its place gives it
+  TruthRecord record;
+  std::string wrong_key;  // why the record cannot be used; empty: it can
+  std::uint64_t line_at = 0;
+};
+
+struct IndexedTrade {
+  std::uint64_t line_at = 0;    // of its record in the truth file
+  std::uint32_t sent_date = 0;  // YYYYMMDD of its message; 0: the message was not seen
+  bool amended = false;         // cancelled or corrected since
+};
+
+struct Truth {
+  struct KeptLine {
+    std::uint64_t at = 0;
+    std::string text;
+  };
+
+  LineFile file;
+  std::uint64_t last_known = 0;     // sequence number of the last record when the file was opened
+  std::deque<KeptLine> ahead;       // read to see what follows, not yet taken
+  std::optional<TruthEntry> entry;  // the record that is next
+  std::uint64_t previous = 0;       // sequence number of the record before it; 0: there is none
+  std::uint64_t records = 0;
+  std::uint64_t marks = 0;
+  std::vector<IndexedTrade> trades;    // the trade of id n at n - 1; grows with the run: any trade may be amended
+  std::vector<Difference> complaints;  // about the file itself, not yet taken
+};
+
+// Opens the latest run in the file. Throws std::invalid_argument when it cannot be read.
+Truth open_truth(const std::string& path);
+
+// Makes `entry` the next record, unless it is there already; false while the file does not have it. `no_more`: nothing
+// will be written any more.
+bool reach_entry(Truth& truth, bool no_more);
+
+// The record of the trade with this id; nothing when no record has brought such a trade.
+std::optional<TruthRecord> find_trade(Truth& truth, std::uint64_t trade_number);
+
+// The index's entry for the trade, or null. Valid until the next trade is indexed.
+IndexedTrade* indexed_trade(Truth& truth, std::uint64_t trade_number);
+
+}  // namespace vorbelctl

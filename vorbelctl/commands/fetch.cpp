@@ -1,0 +1,51 @@
+#include "vorbelctl/commands/fetch.h"
+
+#include <iostream>
+
+#include "common/clocks.h"
+#include "vorbelctl/commands/listing.h"
+#include "vorbelctl/commands/listing_text.h"
+#include "vorbelctl/handler/follow.h"
+
+namespace vorbelctl {
+namespace {
+
+// The gap that a fetch opens is its own question, not news.
+bool is_news(EventKind kind) {
+  return kind != EventKind::gap && kind != EventKind::gap_closed;
+}
+
+void print_events(const Options& options, std::vector<Event> events) {
+  for (Event& event : events) {
+    if (!is_news(event.kind)) continue;
+    event.via = Via::live;  // all are recovered here; text lines need not say so each time
+    if (options.json) {
+      std::cout << json_line(event_fields(event)) << std::endl;
+    } else {
+      std::cout << event_text(event, wants_colours());
+    }
+  }
+  std::cout.flush();
+}
+
+}  // namespace
+
+int run_fetch(const Options& options) {
+  const FetchOptions& fetch = options.fetch;
+  ReceiverSettings settings;
+  settings.most_tries = 1;
+  settings.insist = false;
+  Follower follower = follow_answers(options.addresses, settings, fetch.first, fetch.first + fetch.count);
+  const Receiver& receiver = follower.receiver;
+  while (!receiver.gaps.empty() && !follower.requests_refused) print_events(options, pump(follower, 50));
+  finish(follower.receiver, vorbeld::monotonic_ms());
+  print_events(options, take_events(follower.receiver));
+  if (follower.requests_refused) {
+    std::cerr << "vorbelctl: nobody answers on the retransmission port "
+              << endpoint(options.addresses.host, options.addresses.retrans_port)
+              << " (the port is closed); is the bench running, with this --retrans-port?\n";
+  }
+  return receiver.totals.missing == 0 ? all_well : something_amiss;
+}
+
+}  // namespace vorbelctl

@@ -1,0 +1,53 @@
+#include "vorbelctl/commands/line_input.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+namespace vorbelctl {
+
+LineInput open_lines_of(const std::string& path) {
+  LineInput input;
+  input.file = Socket(path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (input.file.descriptor < 0) throw std::invalid_argument("cannot read " + path + ": " + std::strerror(errno));
+  struct stat status {};
+  if (fstat(input.file.descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
+    input.size = static_cast<std::uint64_t>(status.st_size);
+  }
+  return input;
+}
+
+void read_more(LineInput& input) {
+  std::array<char, 65536> chunk;
+  const ssize_t length = read(input.file.descriptor, chunk.data(), chunk.size());
+  if (length > 0) {
+    input.unread.erase(0, input.at);
+    input.at = 0;
+    input.unread.append(chunk.data(), static_cast<std::size_t>(length));
+  } else if (length == 0 || errno != EINTR) {
+    input.file = Socket();
+  }
+}
+
+bool take_line(LineInput& input, std::string& line) {
+  if (is_at_end(input)) return false;
+  const std::size_t end = input.unread.find('\n', input.at);
+  const bool whole = end != std::string::npos;
+  if (!whole && input.file.descriptor >= 0) return false;
+  line = input.unread.substr(input.at, whole ? end - input.at : std::string::npos);
+  input.at += line.size() + (whole ? 1 : 0);
+  input.taken += line.size() + (whole ? 1 : 0);
+  ++input.number;
+  return true;
+}
+
+bool is_at_end(const LineInput& input) {
+  return input.file.descriptor < 0 && input.at == input.unread.size();
+}
+
+}  // namespace vorbelctl

@@ -1,0 +1,34 @@
+// Lines from a file or a pipe, read piece by piece when something is there, so that a slow writer holds nothing up.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "vorbelctl/handler/sockets.h"
+
+namespace vorbelctl {
+
+struct LineInput {
+  Socket file;               // any descriptor; -1 after the end
+  std::string unread;        // bytes read; those before `at` have been taken. A line may have any length.
+  std::size_t at = 0;        // in `unread`
+  std::uint64_t size = 0;    // bytes of the file; 0: not known (a pipe)
+  std::uint64_t taken = 0;   // bytes of the lines taken
+  std::uint64_t number = 0;  // of the line taken last, from 1
+};
+
+// Opens the file, or standard input for "-". Throws std::invalid_argument when it cannot be read.
+LineInput open_lines_of(const std::string& path);
+
+// Reads what is there; blocks when nothing is. An error ends the input as its end does.
+void read_more(LineInput& input);
+
+// Takes the next whole line without its line feed; the last one needs none. False: more must be read first, or there is
+// no more.
+bool take_line(LineInput& input, std::string& line);
+
+// True when every line has been taken.
+bool is_at_end(const LineInput& input);
+
+}  // namespace vorbelctl

@@ -1,0 +1,24 @@
+// Events of the feed as named fields, for JSON lines and whoever compares. Messages are decoded here.
+#pragma once
+
+#include <string_view>
+
+#include "vorbelctl/handler/fields.h"
+#include "vorbelctl/handler/receiver.h"
+
+namespace vorbelctl {
+
+// The event by name; the first field is "event": the message's kind, "malformed_message", or the kind of the event.
+// Messages go on with seq, via and all their fields, other events with their numbers.
+FieldList event_fields(const Event& event);
+
+// "gap", "duplicate" and so on; "message" for a message, whatever it holds.
+std::string_view event_name(EventKind kind);
+
+// "live", "late" or "recovered".
+std::string_view via_name(Via via);
+
+// The receiver's totals by name.
+FieldList list_totals(const ReceiverTotals& totals);
+
+}  // namespace vorbelctl

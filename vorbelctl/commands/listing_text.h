@@ -1,0 +1,23 @@
+// Events of the feed as aligned lines for people. Everybody who shows a feed shows it by these.
+#pragma once
+
+#include <string>
+
+#include "vorbelctl/handler/receiver.h"
+
+namespace vorbelctl {
+
+// The event in one line, or several with a hex dump for what cannot be read; each closed by a line feed. Columns:
+// sequence number, what it is, and the rest. `colours` puts terminal colours around the line.
+std::string event_text(const Event& event, bool colours);
+
+// The totals in a line, and in a second one the ranges that are missing, at most ten of them.
+std::string totals_text(const Receiver& receiver);
+
+// "1 message", "2 messages".
+std::string counted(std::uint64_t count, const std::string& what);
+
+// True when standard output is a terminal that wants colours (NO_COLOR is not set).
+bool wants_colours();
+
+}  // namespace vorbelctl

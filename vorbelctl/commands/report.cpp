@@ -1,0 +1,210 @@
+#include "vorbelctl/commands/report.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <deque>
+#include <iostream>
+
+#include "common/clocks.h"
+#include "vorbelctl/commands/interrupt.h"
+#include "vorbelctl/commands/line_input.h"
+#include "vorbelctl/commands/report_lines.h"
+#include "vorbelctl/handler/fields.h"
+
+namespace vorbelctl {
+namespace {
+
+struct Counts {
+  std::uint64_t accepted = 0;
+  std::uint64_t refused = 0;    // answered with trade id 0: the session is closed
+  std::uint64_t malformed = 0;  // never sent, or answered as such
+};
+
+// One run of the command. Answers come in the order of the lines, so the oldest line under way is the one answered.
+struct Sender {
+  LineInput input;
+  ReportFormat format;
+  Socket connection;
+  std::uint32_t window = 1;             // most lines under way
+  std::string unsent;                   // whole lines and the rest of one
+  std::string unanswered;               // bytes of an answer that has not ended
+  std::deque<std::uint64_t> under_way;  // numbers of the lines without an answer
+  Counts counts;
+  std::string lost;            // why the connection is; empty: it is not
+  std::uint64_t start_ms = 0;  // monotonic, as all here
+  std::uint64_t heard_ms = 0;  // when something was last sent or answered
+  std::uint64_t shown_ms = 0;  // when the progress was last drawn
+  bool json = false;
+  bool shows_progress = false;
+  std::uint64_t complaints = 0;  // bad lines named so far
+};
+
+// Names a line that was not accepted: all of them as JSON, the first ones for people.
+void complain(Sender& sender, std::uint64_t line, const std::string& kind, const std::string& why) {
+  constexpr std::uint64_t most_named = 20;
+  if (sender.json) {
+    std::cout << json_line({{"line", line}, {kind, why}}) << std::endl;
+    return;
+  }
+  if (++sender.complaints > most_named + 1) return;
+  if (sender.shows_progress) std::cerr << "\r\x1b[K";
+  if (sender.complaints > most_named) {
+    std::cerr << "further lines are only counted\n";
+  } else {
+    std::cerr << "line " << line << ": " << kind << ": " << printable(why) << "\n";
+  }
+}
+
+void take_answer(Sender& sender, const std::string& answer) {
+  if (sender.under_way.empty()) {
+    sender.lost = "an answer came that no line was waiting for: " + printable(answer);
+    return;
+  }
+  const std::uint64_t line = sender.under_way.front();
+  sender.under_way.pop_front();
+  if (!answer.starts_with("A ")) {
+    ++sender.counts.malformed;
+    complain(sender, line, "malformed", "the bench answers " + answer);
+  } else if (answer.find_first_not_of('0', 2) == std::string::npos) {
+    ++sender.counts.refused;
+    complain(sender, line, "refused", "the session is closed");
+  } else {
+    ++sender.counts.accepted;
+    if (sender.json) std::cout << json_line({{"line", line}, {"trade_id", answer.substr(2)}}) << std::endl;
+  }
+}
+
+// Puts lines under way until the window is full or no whole line has been read.
+void queue_lines(Sender& sender) {
+  std::string text;
+  while (sender.under_way.size() < sender.window && take_line(sender.input, text)) {
+    const ReportLine report = read_report(sender.format, text, vorbeld::wall_ms());
+    if (!report.wrong.empty()) {
+      ++sender.counts.malformed;
+      complain(sender, sender.input.number, "malformed", report.wrong);
+    } else if (!report.text.empty()) {
+      sender.unsent += report.text + "\n";
+      sender.under_way.push_back(sender.input.number);
+    }
+  }
+}
+
+void send_lines(Sender& sender) {
+  const ssize_t sent = send(sender.connection.descriptor, sender.unsent.data(), sender.unsent.size(), MSG_NOSIGNAL);
+  if (sent >= 0) {
+    sender.unsent.erase(0, static_cast<std::size_t>(sent));
+    sender.heard_ms = vorbeld::monotonic_ms();
+  } else if (errno != EAGAIN && errno != EINTR) {
+    sender.lost = std::strerror(errno);
+  }
+}
+
+void take_answers(Sender& sender) {
+  std::array<char, 65536> chunk;
+  const ssize_t length = recv(sender.connection.descriptor, chunk.data(), chunk.size(), 0);
+  if (length < 0 && (errno == EAGAIN || errno == EINTR)) return;
+  if (length <= 0) {
+    sender.lost = length == 0 ? "the bench closed it" : std::strerror(errno);
+    return;
+  }
+  sender.heard_ms = vorbeld::monotonic_ms();
+  sender.unanswered.append(chunk.data(), static_cast<std::size_t>(length));
+  std::size_t begin = 0;
+  for (std::size_t end = 0; (end = sender.unanswered.find('\n', begin)) != std::string::npos; begin = end + 1) {
+    take_answer(sender, sender.unanswered.substr(begin, end - begin));
+  }
+  sender.unanswered.erase(0, begin);
+}
+
+// Waits for whatever can go on: more input while the window has room, an answer, room to send.
+void wait_and_serve(Sender& sender, double timeout_s) {
+  constexpr int longest_wait_ms = 100;
+  const bool wants_input = sender.under_way.size() < sender.window;
+  std::array<pollfd, 2> waiting{
+      {{wants_input ? sender.input.file.descriptor : -1, POLLIN, 0}, {sender.connection.descriptor, POLLIN, 0}}};
+  if (!sender.unsent.empty()) waiting[1].events |= POLLOUT;
+  poll(waiting.data(), waiting.size(), longest_wait_ms);
+  if (waiting[0].revents != 0) read_more(sender.input);
+  if ((waiting[1].revents & POLLOUT) != 0) send_lines(sender);
+  if ((waiting[1].revents & ~POLLOUT) != 0) take_answers(sender);
+  const auto silent_ms = static_cast<double>(vorbeld::monotonic_ms() - sender.heard_ms);
+  if (!sender.under_way.empty() && silent_ms > timeout_s * 1000) sender.lost = "no answer in time";
+}
+
+void draw_progress(Sender& sender) {
+  constexpr std::uint64_t redraw_ms = 100;
+  const std::uint64_t now_ms = vorbeld::monotonic_ms();
+  if (!sender.shows_progress || now_ms < sender.shown_ms + redraw_ms) return;
+  sender.shown_ms = now_ms;
+  constexpr std::uint64_t width = 30;
+  std::string bar;
+  if (sender.input.size != 0) {
+    const std::uint64_t done = std::min(width, sender.input.taken * width / sender.input.size);
+    bar = "[" + std::string(done, '#') + std::string(width - done, '.') + "] ";
+  }
+  const std::uint64_t seconds_1000 = std::max<std::uint64_t>(now_ms - sender.start_ms, 1);
+  std::cerr << "\r\x1b[K" << bar << sender.input.number << " lines, " << sender.counts.accepted * 1000 / seconds_1000
+            << " a second" << std::flush;
+}
+
+bool is_done(const Sender& sender) {
+  return sender.under_way.empty() && is_at_end(sender.input);
+}
+
+void print_totals(const Sender& sender) {
+  const Counts& counts = sender.counts;
+  const std::uint64_t passed_ms = std::max<std::uint64_t>(vorbeld::monotonic_ms() - sender.start_ms, 1);
+  const double seconds = static_cast<double>(passed_ms) / 1000;
+  const double rate = static_cast<double>(counts.accepted) / seconds;
+  const std::uint64_t unanswered = sender.under_way.size();
+  if (sender.json) {
+    std::cout << json_line({{"event", std::string("totals")},
+                            {"accepted", counts.accepted},
+                            {"refused", counts.refused},
+                            {"malformed", counts.malformed},
+                            {"unanswered", unanswered},
+                            {"seconds", Number{seconds, 3}},
+                            {"per_second", Number{rate, 0}}})
+              << std::endl;
+    return;
+  }
+  std::cout << counts.accepted << " accepted, " << counts.refused << " refused, " << counts.malformed << " malformed";
+  if (unanswered != 0) std::cout << ", " << unanswered << " without an answer";
+  std::cout << "; " << value_text(Number{rate, 0}) << " a second" << std::endl;
+}
+
+}  // namespace
+
+int run_report(const Options& options) {
+  Sender sender;
+  sender.window = options.report.window;
+  sender.json = options.json;
+  sender.shows_progress = !options.quiet && !options.json && isatty(STDERR_FILENO) == 1;
+  sender.input = open_lines_of(options.report.file);
+  sender.connection = open_reports(options.addresses, static_cast<int>(options.report.timeout_s * 1000));
+  sender.start_ms = sender.heard_ms = vorbeld::monotonic_ms();
+  catch_interrupts();
+  while (!is_done(sender) && sender.lost.empty() && !interrupted()) {
+    queue_lines(sender);
+    if (is_done(sender)) break;
+    wait_and_serve(sender, options.report.timeout_s);
+    draw_progress(sender);
+  }
+  if (sender.shows_progress) std::cerr << "\r\x1b[K";
+  print_totals(sender);
+  if (!sender.lost.empty()) {
+    std::cerr << "vorbelctl: the connection to the report port "
+              << endpoint(options.addresses.host, options.addresses.report_port) << " is lost: " << sender.lost << "; "
+              << sender.under_way.size() << " lines have no answer\n";
+    return nobody_there;
+  }
+  return sender.counts.refused + sender.counts.malformed + sender.under_way.size() == 0 ? all_well : something_amiss;
+}
+
+}  // namespace vorbelctl

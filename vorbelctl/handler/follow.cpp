@@ -1,0 +1,65 @@
+#include "vorbelctl/handler/follow.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "common/clocks.h"
+
+namespace vorbelctl {
+namespace {
+
+// Takes the datagrams that wait, but not for ever: under a flood the timers must run too.
+void take_waiting(Follower& follower, const Socket& socket, Source source, std::uint64_t now_ms) {
+  constexpr int most_at_once = 256;
+  for (int i = 0; i < most_at_once; ++i) {
+    const Arrival arrival = take_datagram(socket, follower.buffer);
+    if (arrival == Arrival::nothing) return;
+    if (source == Source::answer) follower.requests_refused = arrival == Arrival::refused;
+    if (arrival == Arrival::datagram) take_packet(follower.receiver, follower.buffer, source, now_ms);
+  }
+}
+
+void open_way_back(Follower& follower, const Addresses& addresses) {
+  follower.requests = open_requests(addresses);
+  follower.receiver.settings.most_per_request = messages_per_request(follower.requests);
+}
+
+}  // namespace
+
+Follower follow_feed(const Addresses& addresses, ReceiverSettings settings) {
+  settings.session = make_session(addresses.session);
+  Follower follower;
+  follower.receiver = make_receiver(settings);
+  follower.feed = join_feed(addresses);
+  if (settings.recover) open_way_back(follower, addresses);
+  return follower;
+}
+
+Follower follow_answers(const Addresses& addresses, ReceiverSettings settings, std::uint64_t first, std::uint64_t end) {
+  settings.session = make_session(addresses.session);
+  settings.recover = true;
+  settings.first = first;
+  settings.reorder_window_ms = 0;
+  Follower follower;
+  follower.receiver = make_receiver(settings);
+  open_way_back(follower, addresses);
+  expect_until(follower.receiver, end, vorbeld::monotonic_ms());
+  return follower;
+}
+
+std::vector<Event> pump(Follower& follower, int timeout_ms) {
+  constexpr int while_gaps_are_open_ms = 5;
+  const bool waiting_for_timers = !follower.receiver.gaps.empty();
+  wait_readable({&follower.feed, &follower.requests},
+                waiting_for_timers ? std::min(timeout_ms, while_gaps_are_open_ms) : timeout_ms);
+  const std::uint64_t now_ms = vorbeld::monotonic_ms();
+  if (follower.feed.descriptor >= 0) take_waiting(follower, follower.feed, Source::feed, now_ms);
+  if (follower.requests.descriptor >= 0) take_waiting(follower, follower.requests, Source::answer, now_ms);
+  if (const auto request = tick(follower.receiver, now_ms)) {
+    const auto bytes = request_bytes(follower.receiver.settings.session, *request);
+    send_datagram(follower.requests, {bytes.data(), bytes.size()});
+  }
+  return take_events(follower.receiver);
+}
+
+}  // namespace vorbelctl

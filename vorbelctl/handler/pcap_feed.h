@@ -1,0 +1,32 @@
+// The feed out of a capture file instead of the network: finds the UDP datagrams of the feed, and those in which the
+// retransmission port answered, whatever link they were captured on. Hands out datagrams and the times at which they
+// were captured; what they hold is left to the receiver. Nothing in a file can make it crash or keep more than a frame
+// and a few datagrams.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "vorbelctl/handler/receiver.h"
+#include "vorbelctl/handler/sockets.h"
+
+namespace vorbelctl {
+
+struct PcapTotals {
+  std::uint64_t frames = 0;
+  std::uint64_t feed = 0;     // datagrams to the group and port of the feed
+  std::uint64_t answers = 0;  // datagrams from the retransmission port
+  std::uint64_t cut = 0;      // of both: captured shorter than they were, and left out
+};
+
+// One datagram; the bytes are valid during the call. `at_ms` is wall-clock time.
+using TakeDatagram = std::function<void(std::string_view bytes, Source source, std::uint64_t at_ms)>;
+
+// Reads the whole file: Ethernet (also tagged), Linux cooked (both versions), loopback and raw IP links; IPv4.
+// Fragments and everything that belongs to nobody is passed over. Throws std::invalid_argument when the file cannot be
+// read, is no capture, was made on another kind of link or ends within a frame.
+PcapTotals read_pcap(const std::string& path, const Addresses& addresses, const TakeDatagram& take);
+
+}  // namespace vorbelctl

@@ -1,0 +1,150 @@
+// A feed handler's core: puts the messages of one session into the order of their sequence numbers, notices what is
+// missing, says what to ask the retransmission server for, and gives up honestly. Packets and time are handed in and
+// events are taken out: there is no socket and no clock here, so a test steps through a day in a moment. What the
+// messages mean is left to others.
+//
+// Every sequence number from the first one on ends in exactly one of two ways: delivered as a message, in ascending
+// order, or reported missing.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "vorbelctl/handler/packet.h"
+
+namespace vorbelctl {
+
+struct ReceiverSettings {
+  Session session{};        // packets of any other are reported and ignored
+  std::uint64_t first = 0;  // where to start; 0: with whatever the feed sends next
+  bool recover = false;     // false: nothing is ever asked for, gaps are given up when the reorder window has passed
+  std::uint64_t reorder_window_ms = 20;   // how long a gap may be mere disorder before anything is asked for
+  std::uint64_t answer_timeout_ms = 250;  // silence after which an answer counts as lost
+  std::uint32_t most_tries = 5;  // requests in a row that may bring nothing new; then what they asked for is given up
+  bool insist = true;            // false: a request that brought only a part counts like one that brought nothing
+  std::uint16_t most_per_request = 256;    // messages whose answer a receive buffer surely holds
+  std::uint64_t publisher_keeps = 400000;  // the latest messages; the server cannot answer for older ones
+  std::size_t most_held = 100000;          // messages kept behind a gap; more are dropped and asked for again later
+};
+
+enum class Source : std::uint8_t { feed, answer };
+
+enum class EventKind : std::uint8_t {
+  joined,            // first: the number that the stream starts with
+  message,           // first: its number; text: its bytes
+  gap,               // first to last: skipped by what has just arrived
+  gap_closed,        // first to last: every number is now delivered or reported missing; open_ms
+  missing,           // first to last: given up
+  out_of_order,      // first: filled a gap, but came late on the feed
+  duplicate,         // first: was already here
+  too_late,          // first: came on the feed after it was reported missing; ignored
+  heartbeat,         // first: the next number to come
+  end_of_session,    // first: one past the last number; reported once
+  foreign_session,   // text: its name; reported when the name changes, counted always
+  malformed_packet,  // text: the bytes; reason
+  behind             // first: a heartbeat stands there, before what was already seen or asked for; once per number
+};
+
+enum class Via : std::uint8_t { live, late, recovered };
+
+// What happened. Which fields are filled stands beside the kinds.
+struct Event {
+  EventKind kind = EventKind::message;
+  std::uint64_t at_ms = 0;  // the time handed in with the packet, or with the tick
+  std::uint64_t first = 0;
+  std::uint64_t last = 0;
+  std::uint64_t open_ms = 0;
+  Via via = Via::live;  // of a message: how it came
+  std::string text;
+  std::string reason;
+};
+
+struct Range {
+  std::uint64_t first = 0;
+  std::uint64_t last = 0;
+
+  bool operator==(const Range&) const = default;
+};
+
+struct ReceiverTotals {
+  std::uint64_t packets = 0;  // of the feed, heartbeats and packets of other sessions included
+  std::uint64_t messages = 0;
+  std::uint64_t gaps = 0;
+  std::uint64_t skipped = 0;    // numbers in those gaps
+  std::uint64_t late = 0;       // of these: came on the feed after all
+  std::uint64_t recovered = 0;  // of these: came by retransmission
+  std::uint64_t missing = 0;    // of these: given up
+  std::uint64_t duplicates = 0;
+  std::uint64_t too_late = 0;
+  std::uint64_t heartbeats = 0;
+  std::uint64_t end_of_sessions = 0;
+  std::uint64_t foreign = 0;
+  std::uint64_t malformed = 0;
+  std::uint64_t requests = 0;
+  std::uint64_t overrun = 0;  // dropped because `most_held` messages were waiting
+};
+
+struct Gap {
+  std::uint64_t first = 0;
+  std::uint64_t last = 0;
+  std::uint64_t opened_ms = 0;
+};
+
+struct Held {
+  std::string bytes;
+  Via via = Via::live;
+};
+
+// Numbers below `next` are settled; from `next` up to `end` they are held or lie in a gap; from `end` on nothing is
+// known. So `next` always lies in the first gap, or there is no gap and `next` equals `end`.
+struct Receiver {
+  ReceiverSettings settings;
+  std::uint64_t joined_at = 0;  // 0: no packet has been seen and no start was asked for
+  std::uint64_t next = 0;
+  std::uint64_t end = 0;
+  std::map<std::uint64_t, Held> held;  // at most settings.most_held
+  std::deque<Gap> gaps;                // ascending; one more than messages held at most
+  bool ended = false;                  // the end of session was announced
+  std::vector<Range> missing;          // ascending, neighbours joined; ends growing at `most_missing_listed`
+  std::string foreign_session;         // the one reported last
+  std::uint64_t behind_at = 0;         // where the feed stood when it was last reported behind; 0: never
+
+  std::uint32_t tries = 0;         // requests since the last one that brought something
+  std::uint64_t asked_last = 0;    // the last number of the request under way
+  std::uint64_t answer_until = 0;  // ms; when that request counts as unanswered; 0: none is under way
+  bool silent = false;             // the last try was in vain: until an answer comes, every number gets one try only
+
+  ReceiverTotals totals;
+  std::vector<Event> events;  // not yet taken
+};
+
+// Missing ranges beyond this many are counted, not listed: a run may lose messages for days.
+inline constexpr std::size_t most_missing_listed = 100000;
+
+Receiver make_receiver(const ReceiverSettings& settings);
+
+// Takes one datagram, whatever it holds. Packets that are no packets and those of other sessions end as an event.
+void take_packet(Receiver& receiver, std::string_view bytes, Source source, std::uint64_t now_ms);
+
+// Makes it known that all numbers before `end` exist, as a heartbeat would. Needs a receiver that knows its start.
+void expect_until(Receiver& receiver, std::uint64_t end, std::uint64_t now_ms);
+
+// To be called every few milliseconds: gives up what has been missing for too long and returns the request that is due,
+// if there is one. The caller sends it; it counts as sent.
+std::optional<Request> tick(Receiver& receiver, std::uint64_t now_ms);
+
+// Gives up everything that is still missing and delivers what was held behind it: nothing more will come.
+void finish(Receiver& receiver, std::uint64_t now_ms);
+
+// The events since the last call, oldest first.
+std::vector<Event> take_events(Receiver& receiver);
+
+// True when the end of session was announced and every number before it is settled.
+bool complete(const Receiver& receiver);
+
+}  // namespace vorbelctl
