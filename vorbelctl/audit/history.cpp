@@ -246,7 +246,7 @@ std::string_view fault_name(FaultKind kind) {
     case FaultKind::foreign_session:
       return "foreign session";
     case FaultKind::behind:
-      return "heartbeat behind";
+      return "feed behind";
   }
   return "";
 }

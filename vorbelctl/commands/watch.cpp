@@ -27,10 +27,10 @@ struct Watch {
 };
 
 void look_at_feed(Watch& watch) {
-  const std::uint64_t packets = watch.follower.receiver.totals.packets - watch.follower.receiver.totals.foreign;
-  for (const Event& event : pump(watch.follower, 50)) take_event(watch.dashboard, event);
   const ReceiverTotals& totals = watch.follower.receiver.totals;
-  if (totals.packets - totals.foreign != packets) watch.heard_ms = vorbeld::monotonic_ms();
+  const std::uint64_t ours = totals.ours;
+  for (const Event& event : pump(watch.follower, 50)) take_event(watch.dashboard, event);
+  if (totals.ours != ours) watch.heard_ms = vorbeld::monotonic_ms();
 }
 
 void look_at_stats(Watch& watch) {

@@ -18,6 +18,7 @@ Event& note(Receiver& receiver, EventKind kind, std::uint64_t now_ms, std::uint6
 
 void join(Receiver& receiver, std::uint64_t first, std::uint64_t now_ms) {
   receiver.joined_at = receiver.next = receiver.end = first;
+  receiver.joined_ms = now_ms;
   note(receiver, EventKind::joined, now_ms, first, first);
 }
 
@@ -25,8 +26,12 @@ void join(Receiver& receiver, std::uint64_t first, std::uint64_t now_ms) {
 void extend(Receiver& receiver, std::uint64_t end, std::uint64_t now_ms) {
   if (end <= receiver.end) return;
   const Gap gap{receiver.end, end - 1, now_ms};
-  receiver.gaps.push_back(gap);
-  ++receiver.totals.gaps;
+  if (!receiver.gaps.empty() && receiver.gaps.back().last + 1 == gap.first) {
+    receiver.gaps.back().last = gap.last;
+  } else {
+    receiver.gaps.push_back(gap);
+    ++receiver.totals.gaps;
+  }
   receiver.totals.skipped += gap.last - gap.first + 1;
   note(receiver, EventKind::gap, now_ms, gap.first, gap.last);
   receiver.end = end;
@@ -47,6 +52,7 @@ void forget_request(Receiver& receiver) {
 void deliver(Receiver& receiver, std::uint64_t now_ms) {
   while (!receiver.held.empty() && receiver.held.begin()->first == receiver.next) {
     auto node = receiver.held.extract(receiver.held.begin());
+    receiver.held_bytes -= node.mapped().bytes.size();
     Event& event = note(receiver, EventKind::message, now_ms, receiver.next, receiver.next);
     event.via = node.mapped().via;
     event.text = std::move(node.mapped().bytes);
@@ -104,14 +110,32 @@ void note_answer(Receiver& receiver, std::uint64_t now_ms) {
   if (receiver.answer_until != 0) receiver.answer_until = now_ms + receiver.settings.answer_timeout_ms;
 }
 
+// The feed stands before what is already known or asked for. Said once where it goes on number by number.
+void note_behind(Receiver& receiver, std::uint64_t sequence, std::uint64_t now_ms) {
+  const bool goes_on = sequence == receiver.behind_at || sequence == receiver.behind_at + 1;
+  if (!goes_on || receiver.behind_at == 0) note(receiver, EventKind::behind, now_ms, sequence, sequence);
+  receiver.behind_at = sequence;
+}
+
+// A message from before the start is of no use. At first it may merely have been overtaken, later the publisher has
+// begun again, or has not yet come to the start that was asked for.
+void take_early(Receiver& receiver, std::uint64_t sequence, std::uint64_t now_ms) {
+  if (now_ms >= receiver.joined_ms + receiver.settings.reorder_window_ms) note_behind(receiver, sequence, now_ms);
+}
+
 void take_message(Receiver& receiver, std::uint64_t sequence, std::string_view bytes, Source source,
                   std::uint64_t now_ms) {
-  if (sequence < receiver.joined_at) return;  // from before the start: not ours to judge
+  if (sequence < receiver.joined_at) {
+    if (source == Source::feed) take_early(receiver, sequence, now_ms);
+    return;
+  }
   if (sequence < receiver.next || receiver.held.contains(sequence)) {
     take_again(receiver, sequence, source, now_ms);
     return;
   }
-  if (sequence != receiver.next && receiver.held.size() >= receiver.settings.most_held) {
+  const bool is_full = receiver.held.size() >= receiver.settings.most_held ||
+                       receiver.held_bytes + bytes.size() > receiver.settings.most_held_bytes;
+  if (sequence != receiver.next && is_full) {
     ++receiver.totals.overrun;
     return;
   }
@@ -121,16 +145,14 @@ void take_message(Receiver& receiver, std::uint64_t sequence, std::string_view b
   receiver.end = std::max(receiver.end, sequence + 1);
   const Via via = source == Source::answer ? Via::recovered : late ? Via::late : Via::live;
   receiver.held.emplace(sequence, Held{std::string(bytes), via});
+  receiver.held_bytes += bytes.size();
   if (source == Source::answer) note_answer(receiver, now_ms);
   deliver(receiver, now_ms);
 }
 
 // A packet without messages: its number is the next one to come, so everything before it exists.
 void take_heartbeat(Receiver& receiver, const Packet& packet, std::uint64_t now_ms) {
-  if (packet.first < receiver.end && packet.first != receiver.behind_at) {
-    note(receiver, EventKind::behind, now_ms, packet.first, packet.first);
-    receiver.behind_at = packet.first;
-  }
+  if (packet.first < receiver.end) note_behind(receiver, packet.first, now_ms);
   extend(receiver, packet.first, now_ms);
   if (!packet.end_of_session) {
     ++receiver.totals.heartbeats;
@@ -192,6 +214,7 @@ void take_packet(Receiver& receiver, std::string_view bytes, Source source, std:
     take_foreign(receiver, packet, now_ms);
     return;
   }
+  if (source == Source::feed) ++receiver.totals.ours;
   if (receiver.joined_at == 0) join(receiver, packet.first, now_ms);
   if (packet.messages.empty()) take_heartbeat(receiver, packet, now_ms);
   std::uint64_t sequence = packet.first;

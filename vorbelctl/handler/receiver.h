@@ -30,6 +30,7 @@ struct ReceiverSettings {
   std::uint16_t most_per_request = 256;    // messages whose answer a receive buffer surely holds
   std::uint64_t publisher_keeps = 400000;  // the latest messages; the server cannot answer for older ones
   std::size_t most_held = 100000;          // messages kept behind a gap; more are dropped and asked for again later
+  std::size_t most_held_bytes = 64 << 20;  // and their bytes in all
 };
 
 enum class Source : std::uint8_t { feed, answer };
@@ -47,7 +48,7 @@ enum class EventKind : std::uint8_t {
   end_of_session,    // first: one past the last number; reported once
   foreign_session,   // text: its name; reported when the name changes, counted always
   malformed_packet,  // text: the bytes; reason
-  behind             // first: a heartbeat stands there, before what was already seen or asked for; once per number
+  behind             // first: the feed stands there, before what was already seen or asked for, as after a restart
 };
 
 enum class Via : std::uint8_t { live, late, recovered };
@@ -73,6 +74,7 @@ struct Range {
 
 struct ReceiverTotals {
   std::uint64_t packets = 0;  // of the feed, heartbeats and packets of other sessions included
+  std::uint64_t ours = 0;     // of these: whole, and of our session
   std::uint64_t messages = 0;
   std::uint64_t gaps = 0;
   std::uint64_t skipped = 0;    // numbers in those gaps
@@ -83,8 +85,8 @@ struct ReceiverTotals {
   std::uint64_t too_late = 0;
   std::uint64_t heartbeats = 0;
   std::uint64_t end_of_sessions = 0;
-  std::uint64_t foreign = 0;
-  std::uint64_t malformed = 0;
+  std::uint64_t foreign = 0;    // answers included
+  std::uint64_t malformed = 0;  // answers included
   std::uint64_t requests = 0;
   std::uint64_t overrun = 0;  // dropped because `most_held` messages were waiting
 };
@@ -107,8 +109,10 @@ struct Receiver {
   std::uint64_t joined_at = 0;  // 0: no packet has been seen and no start was asked for
   std::uint64_t next = 0;
   std::uint64_t end = 0;
+  std::uint64_t joined_ms = 0;         // when that packet came; 0: the start was asked for
   std::map<std::uint64_t, Held> held;  // at most settings.most_held
-  std::deque<Gap> gaps;                // ascending; one more than messages held at most
+  std::size_t held_bytes = 0;          // theirs; at most settings.most_held_bytes
+  std::deque<Gap> gaps;                // ascending, none beside another, so one more than messages held at most
   bool ended = false;                  // the end of session was announced
   std::vector<Range> missing;          // ascending, neighbours joined; ends growing at `most_missing_listed`
   std::string foreign_session;         // the one reported last

@@ -372,6 +372,55 @@ TEST(Receiver, SaysOnceWhenTheFeedStandsBeforeWhatWasSeen) {
   EXPECT_EQ(happened(bench), "1 2 3 4 5 behind:3 heartbeat:3 heartbeat:3");
 }
 
+TEST(Receiver, SaysOnceThatThePublisherBeganAgainBeforeTheStart) {
+  Bench bench(settings(0, false));
+  feed(bench, data(7, 8));
+  after(bench, 1000);
+  for (std::uint64_t sequence = 1; sequence <= 4; ++sequence) feed(bench, data(sequence, sequence));
+  feed(bench, heartbeat(5));
+  EXPECT_EQ(happened(bench), "joined:7 7 8 behind:1 heartbeat:5");
+  feed(bench, data(1, 1));
+  EXPECT_EQ(happened(bench), "behind:1") << "and again, when it begins again once more";
+}
+
+TEST(Receiver, SaysThatTheFeedHasNotComeToTheStartThatWasAskedFor) {
+  Bench bench(settings(100, true));
+  feed(bench, data(7, 9));
+  feed(bench, data(10, 10));
+  EXPECT_EQ(happened(bench), "behind:7");
+}
+
+TEST(Receiver, HoldsABoundedNumberOfBytes) {
+  ReceiverSettings chosen = settings(1, true);
+  chosen.most_held_bytes = 3 * test::message_bytes(2).size();
+  Bench bench(chosen);
+  feed(bench, data(2, 6));
+  EXPECT_EQ(bench.receiver.held.size(), 3U);
+  EXPECT_EQ(bench.receiver.totals.overrun, 2U);
+  feed(bench, data(1, 1));
+  EXPECT_EQ(bench.receiver.held_bytes, 0U);
+  EXPECT_EQ(bench.receiver.next, 5U);
+}
+
+TEST(Receiver, WidensAGapInsteadOfKeepingOneForEveryHeartbeat) {
+  Bench bench(settings(1, true));
+  feed(bench, data(1, 1));
+  for (std::uint64_t sequence = 3; sequence < 1000; ++sequence) feed(bench, heartbeat(sequence));
+  EXPECT_EQ(bench.receiver.gaps.size(), 1U);
+  EXPECT_EQ(bench.receiver.totals.gaps, 1U);
+  EXPECT_EQ(bench.receiver.totals.skipped, 997U);
+}
+
+TEST(Receiver, CountsPacketsOfItsSessionApart) {
+  Bench bench(settings(1, true));
+  feed(bench, data(1, 1));
+  feed(bench, heartbeat(2));
+  feed(bench, "garbage");
+  answer(bench, data(1, 1));
+  EXPECT_EQ(bench.receiver.totals.packets, 3U);
+  EXPECT_EQ(bench.receiver.totals.ours, 2U);
+}
+
 TEST(Receiver, HoldsABoundedNumberOfMessagesAndFetchesTheRestLater) {
   ReceiverSettings chosen = settings(1, true);
   chosen.most_held = 3;
