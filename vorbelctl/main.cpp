@@ -30,6 +30,13 @@ constexpr std::array commands{
     Command{"watch", vorbelctl::run_watch},     Command{"audit", vorbelctl::run_audit},
 };
 
+// What could not be written was not said, whatever the command made of its work.
+int after_output(int status) {
+  if (std::cout.flush()) return status;
+  std::cerr << "vorbelctl: standard output cannot be written\n";
+  return vorbelctl::something_amiss;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -37,7 +44,7 @@ int main(int argc, char** argv) {
   if (const auto status = vorbelctl::read_options(argc, argv, options)) return *status;
   try {
     for (const auto& command : commands) {
-      if (command.name == options.command) return command.run(options);
+      if (command.name == options.command) return after_output(command.run(options));
     }
   } catch (const std::invalid_argument& problem) {
     std::cerr << "vorbelctl: " << problem.what() << "\n";

@@ -2,10 +2,12 @@
 
 import os
 import re
+import subprocess
 
 import pytest
 
 import auditing
+import companion
 import handler
 import harness
 import recording
@@ -93,3 +95,23 @@ def test_an_unreadable_file_is_status_2(run, tmp_path):
     status, _, errors = auditing.run_raw("audit", "--truth", path)
     assert status == 2
     assert str(path) in errors
+
+
+@pytest.mark.skipif(not os.path.exists("/dev/full"), reason="there is no /dev/full")
+def test_a_verdict_that_cannot_be_written_is_status_1(run, beliefs):
+    with open("/dev/full", "w", encoding="utf-8") as full:
+        result = subprocess.run([companion.binary(), *map(str, audit_words(run, "--capture", beliefs))], stdout=full,
+                                stderr=subprocess.PIPE, text=True, timeout=harness.bound(20), check=False)
+    assert result.returncode == 1
+    assert "standard output cannot be written" in result.stderr
+
+
+@pytest.mark.parametrize("number", ['"7"', "-1", "1.5", "null", "18446744073709551615", "99999999999999999999"])
+def test_a_sequence_number_that_is_none_is_found(run, beliefs, tmp_path, number):
+    lines = beliefs.read_text(encoding="utf-8").splitlines()
+    lines[6] = lines[6].replace('"seq": 7', f'"seq": {number}', 1)
+    path = tmp_path / "wrong.jsonl"
+    path.write_text("\n".join(lines) + "\n", encoding="utf-8")
+    status, output, _ = auditing.run_raw(*audit_words(run, "--capture", path))
+    assert status == 1
+    assert re.search(r'^#7 +seq +order a sequence number +capture \{"seq":', output, re.M), output

@@ -44,3 +44,23 @@ def test_a_closed_port_is_no_feed(run):
                                               "--retrans-port", run.doors.retrans)
     assert (status, output) == (3, "")
     assert f"nobody answers on the retransmission port 127.0.0.1:{run.doors.retrans}" in errors
+
+
+def test_messages_beyond_the_last_record_are_found(launch):
+    bench = launch("--rate-ms", 5, "--quiet")
+    receiver.wait_for_sequence(bench.feed, 100, harness.bound(30))
+    assert control.command(bench.control, "pause") == "ok"
+    shorter = bench.folder / "shorter.jsonl"
+    shorter.write_bytes(b"".join((bench.folder / "truth.jsonl").read_bytes().splitlines(keepends=True)[:50]))
+    status, verdict = auditing.audit(bench, "--offline", truth=shorter, tape=False)
+    assert (status, verdict["verdict"], auditing.first_wrong(verdict)) == (1, "different", (51, "seq"))
+
+
+def test_a_port_that_is_not_the_bench_s_is_told(launch, run):
+    bench = launch("--rate-ms", 5, "--quiet")
+    receiver.wait_for_sequence(bench.feed, 100, harness.bound(30))
+    status, _, errors = auditing.run_raw(
+        "audit", "--truth", bench.folder / "truth.jsonl", "--mcast", bench.doors.group, "--port", bench.doors.feed,
+        "--retrans-port", run.doors.retrans, "--seconds", "0.5")
+    assert status == 1
+    assert f"nothing came from the retransmission port 127.0.0.1:{run.doors.retrans}" in errors

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <optional>
 
 #include "common/clocks.h"
@@ -16,6 +17,7 @@ constexpr std::size_t most_skips_kept = 1000;
 // One line taken apart.
 struct Entry {
   std::optional<std::uint64_t> sequence;  // nothing: the line is of no message
+  std::string wrong_sequence;             // what stands there instead of a sequence number; empty: nothing wrong does
   std::string cusip_of_book;              // of a line that states a book by itself
   Heard heard;
 };
@@ -43,7 +45,11 @@ Entry sort_fields(FieldList&& fields) {
   for (auto& [name, value] : fields) {
     if (name == "seq") {
       const auto* const number = std::get_if<std::uint64_t>(&value);
-      if (number != nullptr) entry.sequence = *number;
+      if (number != nullptr && *number != std::numeric_limits<std::uint64_t>::max()) {
+        entry.sequence = *number;
+      } else {
+        entry.wrong_sequence = json_line({{"seq", value}});
+      }
     } else if (name == "event") {
       const auto* const event = std::get_if<std::string>(&value);
       if (event != nullptr) entry.heard.kind = kind_of(*event);
@@ -96,7 +102,9 @@ void take_message(Course& course, std::uint64_t sequence, const Heard& heard) {
 }
 
 void take_entry(Course& course, const Entry& entry) {
-  if (entry.sequence) {
+  if (!entry.wrong_sequence.empty()) {
+    complain(course, course.next, "seq", "a sequence number", entry.wrong_sequence);
+  } else if (entry.sequence) {
     take_message(course, *entry.sequence, entry.heard);
   } else if (!entry.cusip_of_book.empty()) {
     judge_book(course.audit.judge, course.next - 1, entry.cusip_of_book, entry.heard.book);
@@ -130,8 +138,7 @@ void judge_capture(Audit& audit, const std::string& path) {
   LineFile file = open_lines(path);
   audit.on_the_wire = false;
   Course course{audit, std::max<std::uint64_t>(audit.from, 1), {}};
-  while (const auto line = next_line(file)) take_line(course, *line);
-  if (const auto line = rest_line(file)) take_line(course, *line);
+  while (const auto line = next_line(file, true)) take_line(course, *line);
   check_tail(course);
 }
 

@@ -45,8 +45,8 @@ void complain(Case& the_case, const std::string& field, Witness expecting, const
 // The text of a field that was heard; null when nothing, no such field or no text was.
 const std::string* heard_text(const Case& the_case, std::string_view name);
 
-// Finds the trade that the case's record amends and marks it amended; complains when there is none, or when it had been
-// amended already.
+// Finds the trade that the case's record amends and marks it amended; complains when there is none, unless its record
+// may be lost, and when it had been amended already.
 void take_original(Case& the_case);
 
 // Completes the expected message by the time of its sending, and notes that time in the case.

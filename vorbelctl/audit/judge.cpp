@@ -36,9 +36,10 @@ void compare_fields(Case& the_case, const Message& expected) {
 void check_record(Case& the_case) {
   const TruthRecord& record = the_case.entry.record;
   compare(the_case, "event", Witness::keys, std::string(kind_name(record.kind)), Witness::truth, record.event);
-  if (!brings_trade(record.kind)) return;
+  const Truth& truth = the_case.judge.truth;
+  if (!brings_trade(record.kind) || may_be_next(truth, trade_number(record.trade_id))) return;
   vorbeld::TextLine next_id;
-  append(next_id, vorbeld::TradeId{the_case.judge.truth.trades.size() + 1});
+  append(next_id, vorbeld::TradeId{truth.trades.size() + 1});
   compare(the_case, "trade_id", Witness::order, std::string(text(next_id)), Witness::truth, record.trade_id);
 }
 
@@ -48,14 +49,15 @@ void check_cap(Case& the_case) {
   compare(the_case, "capped", Witness::keys, record.terms.quantity_indicator == 'E', Witness::truth, record.capped);
 }
 
-void index_trade(Case& the_case) {
-  if (!brings_trade(the_case.entry.record.kind)) return;
+void index_record(Case& the_case) {
+  const TruthRecord& record = the_case.entry.record;
+  if (!brings_trade(record.kind)) return;
   std::uint32_t sent_date = 0;
   if (the_case.heard != nullptr && the_case.sent_s != 0) {
     const std::string date = local_date_time(the_case.sent_s).substr(0, 8);
     std::from_chars(date.data(), date.data() + date.size(), sent_date);
   }
-  the_case.judge.truth.trades.push_back({the_case.entry.line_at, sent_date, false});
+  index_trade(the_case.judge.truth, trade_number(record.trade_id), the_case.entry.line_at, sent_date);
 }
 
 // A message of another kind than the record's has no field in common with it worth comparing.
@@ -68,6 +70,15 @@ void check_kind(Case& the_case) {
   the_case.heard = nullptr;
 }
 
+// Where the record is lost, the message alone tells what became of its bond. So one loss is one finding, and not one
+// more with every message of the bond that follows.
+void go_on_by_message(Judge& judge, const Heard* heard) {
+  if (heard == nullptr || !heard->message || heard->message->kind == Kind::control) return;
+  Book& book = judge.bonds[heard->message->cusip].book;
+  if (heard->message->kind == Kind::halt) book.halted = heard->message->action == 'H';
+  count_message(book, *heard->message);
+}
+
 void judge_record(Case& the_case, Judged& judged) {
   const TruthRecord& record = the_case.entry.record;
   check_record(the_case);
@@ -75,7 +86,8 @@ void judge_record(Case& the_case, Judged& judged) {
   if (is_amendment(record.kind)) take_original(the_case);
   const TruthRecord* const original = the_case.original ? &the_case.original->record : nullptr;
   if (is_amendment(record.kind) && original == nullptr) {
-    index_trade(the_case);
+    go_on_by_message(the_case.judge, the_case.heard);
+    index_record(the_case);
     return;
   }
   Message expected = expect_message(record, original);
@@ -92,7 +104,7 @@ void judge_record(Case& the_case, Judged& judged) {
       the_case.heard != nullptr && the_case.heard->message && the_case.judge.findings.total == findings_before;
   if (bond != nullptr) judge_day(the_case, *bond, expected, good ? *the_case.heard->message : expected);
   check_cap(the_case);
-  index_trade(the_case);
+  index_record(the_case);
   judged.recorded = true;
   judged.amended_price = original == nullptr ? 0 : original->terms.price;
   judged.last_sale = brings_trade(record.kind) && is_last_sale(record.terms);
@@ -119,6 +131,7 @@ bool judge_entry(Judge& judge, const Heard* heard, bool no_more, Judged& judged)
   if (!reads) {
     complain(the_case, "truth." + entry.wrong_key, Witness::truth, "a record that reads", Witness::truth,
              "one that does not");
+    go_on_by_message(judge, heard);
     return true;
   }
   Findings of_tape;  // kept back, so that what the message itself shows comes first
@@ -157,10 +170,17 @@ std::optional<Judged> judge_message(Judge& judge, std::uint64_t sequence, const 
   if (!judge.truth.entry && !no_more) return {};
   if (heard != nullptr) {
     add_difference(judge.findings, {sequence, "seq", Witness::truth, "no record", heard->by, std::to_string(sequence)});
+    go_on_by_message(judge, heard);
   }
   judged = {};
   judged.sequence = sequence;
   return judged;
+}
+
+void judge_rest(Judge& judge, std::uint64_t last) {
+  if (!judge.tape) return;
+  pass_rest(*judge.tape, last);
+  move_complaints(judge.tape->complaints, judge.findings);
 }
 
 void judge_book(Judge& judge, std::uint64_t sequence, const std::string& cusip, const FieldList& believed) {

@@ -60,6 +60,9 @@ Judge make_judge(const std::string& truth, const std::string& tape);
 // what is needed; `no_more` says that they never will. Records before `sequence` are passed over silently.
 std::optional<Judged> judge_message(Judge& judge, std::uint64_t sequence, const Heard* heard, bool no_more);
 
+// To be called once every message up to `last` is judged: complains of what the tape has beside them.
+void judge_rest(Judge& judge, std::uint64_t last);
+
 // Compares what is believed of a bond with its book as it stands.
 void judge_book(Judge& judge, std::uint64_t sequence, const std::string& cusip, const FieldList& believed);
 

@@ -44,6 +44,14 @@ bool skip_long_line(LineFile& file) {
   }
 }
 
+// The line of this length that is next in the block; behind it stand `line_feeds`, one or none.
+Line take_line(LineFile& file, std::size_t length, std::size_t line_feeds) {
+  const auto text = std::string_view(file.block).substr(file.next_at - file.block_at, length);
+  const Line line{file.next_at, file.next_number++, text};
+  file.next_at += length + line_feeds;
+  return line;
+}
+
 }  // namespace
 
 LineFile open_lines(const std::string& path) {
@@ -58,16 +66,12 @@ LineFile open_lines(const std::string& path) {
   return file;
 }
 
-std::optional<Line> next_line(LineFile& file) {
+std::optional<Line> next_line(LineFile& file, bool no_more) {
   std::size_t searched = 0;
   for (;;) {
     const std::size_t begin = file.next_at - file.block_at;
     const std::size_t end = file.block.find('\n', begin + searched);
-    if (end != std::string::npos) {
-      const Line line{file.next_at, file.next_number++, std::string_view(file.block).substr(begin, end - begin)};
-      file.next_at = file.block_at + end + 1;
-      return line;
-    }
+    if (end != std::string::npos) return take_line(file, end - begin, 1);
     searched = file.block.size() - begin;
     if (searched > longest_line) {
       if (!skip_long_line(file)) return {};
@@ -75,14 +79,10 @@ std::optional<Line> next_line(LineFile& file) {
       file.next_at = file.block_at;
       return line;
     }
-    if (!extend_block(file, file.next_at)) return {};
+    if (extend_block(file, file.next_at)) continue;
+    if (no_more && searched != 0) return take_line(file, searched, 0);
+    return {};
   }
-}
-
-std::optional<Line> rest_line(LineFile& file) {
-  const auto rest = std::string_view(file.block).substr(file.next_at - file.block_at);
-  if (rest.empty() || rest.size() > longest_line) return {};
-  return Line{file.next_at, file.next_number, rest};
 }
 
 std::optional<std::string> line_at(LineFile& file, std::uint64_t at) {
@@ -109,7 +109,7 @@ std::uint64_t leading_sequence(std::string_view line) {
 RunExtent find_last_run(const std::string& path, std::string_view first_line_has) {
   LineFile file = open_lines(path);
   RunExtent run;
-  while (const auto line = next_line(file)) {
+  while (const auto line = next_line(file, false)) {
     if (line->text.find(first_line_has) != std::string_view::npos) run = {line->at, line->number, 0};
     if (const std::uint64_t sequence = leading_sequence(line->text)) run.last = sequence;
   }

@@ -32,11 +32,9 @@ struct LineFile {
 // Throws std::invalid_argument, saying which file and why, when it cannot be read.
 LineFile open_lines(const std::string& path);
 
-// The next line, or nothing while no whole one is there. Valid until the next call.
-std::optional<Line> next_line(LineFile& file);
-
-// What stands behind the last whole line, when no more is being written; nothing when the file ends with a line feed.
-std::optional<Line> rest_line(LineFile& file);
+// The next line, or nothing while no whole one is there; with `no_more`, when nothing is being written any more, what
+// stands behind the last line feed is a line too. Valid until the next call.
+std::optional<Line> next_line(LineFile& file, bool no_more);
 
 // The line that begins at the offset `at`, which an earlier Line told; nothing when the file has been cut meanwhile.
 std::optional<std::string> line_at(LineFile& file, std::uint64_t at);

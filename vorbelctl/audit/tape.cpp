@@ -33,6 +33,24 @@ bool lag_fits(const TapeRecord& line) {
   return line.report_lag_ms <= most && most - line.report_lag_ms <= patience_ms;
 }
 
+// Makes the next line the entry; false while there is none.
+bool read_entry(Tape& tape, bool no_more) {
+  const auto line = next_line(tape.file, no_more);
+  if (!line) return false;
+  ++tape.lines;
+  const auto fields = parse_object(line->text);
+  tape.entry = fields ? read_tape(*fields) : Read<TapeRecord>{{}, "line"};
+  return true;
+}
+
+// Takes the entry off the tape as one that belongs to no trade.
+void complain_of_entry(Tape& tape) {
+  const std::uint64_t sequence = tape.entry->record.sequence;
+  tape.complaints.push_back(
+      {sequence, "tape.seq", Witness::truth, "no such trade", Witness::tape, std::to_string(sequence)});
+  tape.entry.reset();
+}
+
 }  // namespace
 
 Tape open_tape(const std::string& path) {
@@ -46,11 +64,7 @@ Tape open_tape(const std::string& path) {
 Presence reach_line(Tape& tape, std::uint64_t sequence, const std::string& trade_id, bool no_more) {
   for (;;) {
     if (!tape.entry) {
-      const auto line = next_line(tape.file);
-      if (!line) return no_more ? Presence::absent : Presence::not_yet;
-      ++tape.lines;
-      const auto fields = parse_object(line->text);
-      tape.entry = fields ? read_tape(*fields) : Read<TapeRecord>{{}, "line"};
+      if (!read_entry(tape, no_more)) return no_more ? Presence::absent : Presence::not_yet;
     }
     // A line that does not read is taken for the one that is expected in its place, and so is one that names the trade
     // under another number.
@@ -58,9 +72,20 @@ Presence reach_line(Tape& tape, std::uint64_t sequence, const std::string& trade
     const bool reads = tape.entry->wrong_key.empty();
     if (!reads || record.sequence == sequence || record.trade_id == trade_id) return Presence::there;
     if (record.sequence > sequence) return Presence::absent;
-    tape.complaints.push_back(
-        {record.sequence, "tape.seq", Witness::truth, "no such trade", Witness::tape, std::to_string(record.sequence)});
-    tape.entry.reset();
+    complain_of_entry(tape);
+  }
+}
+
+void pass_rest(Tape& tape, std::uint64_t last) {
+  while (tape.entry || read_entry(tape, false)) {
+    if (!tape.entry->wrong_key.empty()) {
+      tape.complaints.push_back(
+          {last, "tape.line", Witness::truth, "no more trades", Witness::tape, "a line that does not read"});
+      tape.entry.reset();
+      continue;
+    }
+    if (tape.entry->record.sequence > last) return;
+    complain_of_entry(tape);
   }
 }
 

@@ -29,6 +29,10 @@ enum class Presence : std::uint8_t { there, not_yet, absent };
 // `no_more` will be written. Lines of trades that the truth does not have are complained of and left out.
 Presence reach_line(Tape& tape, std::uint64_t sequence, const std::string& trade_id, bool no_more);
 
+// Complains of the lines that are left up to the sequence number `last`: all its trades have been compared, so they
+// belong to none.
+void pass_rest(Tape& tape, std::uint64_t last);
+
 // Compares `entry`, which is the trade's line, with the trade's record, and takes it off the tape. Returns the
 // wall-clock time at which it was written, when it can be believed.
 std::optional<std::uint64_t> compare_line(Tape& tape, std::uint64_t sequence, const TruthRecord& trade,

@@ -1,6 +1,7 @@
 #include "vorbelctl/audit/truth.h"
 
-#include <charconv>
+#include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "vorbelctl/audit/json_line.h"
@@ -9,23 +10,27 @@ namespace vorbelctl {
 namespace {
 
 constexpr std::string_view first_record_has = "\"cat\":\"C\",\"type\":\"I\"";
+constexpr std::uint64_t lost_line = std::numeric_limits<std::uint64_t>::max();
 
-std::optional<Truth::KeptLine> take_line(Truth& truth) {
+// A number further off is not believed, whatever is lost: places are kept for all trades before it.
+constexpr std::uint64_t most_lost_trades = 100000;
+
+std::optional<Truth::KeptLine> take_line(Truth& truth, bool no_more) {
   if (!truth.ahead.empty()) {
     Truth::KeptLine line = std::move(truth.ahead.front());
     truth.ahead.pop_front();
     return line;
   }
-  const auto line = next_line(truth.file);
+  const auto line = next_line(truth.file, no_more);
   if (!line) return {};
   return Truth::KeptLine{line->at, std::string(line->text)};
 }
 
 // The sequence number of the record after the one just taken; nothing while it is not there.
-std::optional<std::uint64_t> peek_sequence(Truth& truth) {
+std::optional<std::uint64_t> peek_sequence(Truth& truth, bool no_more) {
   for (std::size_t i = 0;; ++i) {
     if (i == truth.ahead.size()) {
-      const auto line = next_line(truth.file);
+      const auto line = next_line(truth.file, no_more);
       if (!line) return {};
       truth.ahead.push_back({line->at, std::string(line->text)});
     }
@@ -56,14 +61,24 @@ TruthEntry read_entry(const Truth::KeptLine& line, const std::optional<FieldList
 
 enum class Place : std::uint8_t { fits, unknown, stray };
 
+// A line without a number stands for a record when the one that is wanted does not follow it.
+Place settle_unnumbered(Truth& truth, TruthEntry& entry, std::optional<std::uint64_t> following) {
+  entry.sequence = truth.previous + 1;
+  if (following != entry.sequence) return Place::fits;
+  truth.complaints.push_back(
+      {entry.sequence, "truth.line", Witness::order, "records and marks", Witness::truth, "a line that is neither"});
+  return Place::stray;
+}
+
 // Records go up by one. Where one does not, the record behind it tells whether its own number is wrong or others are
 // missing before it.
 Place settle_place(Truth& truth, TruthEntry& entry, bool no_more) {
   const std::uint64_t wanted = truth.previous + 1;
-  if (entry.sequence == 0) entry.sequence = wanted;
-  if (truth.previous == 0 || entry.sequence == wanted) return Place::fits;
-  const auto following = peek_sequence(truth);
+  const bool in_order = entry.sequence == wanted || (truth.previous == 0 && entry.sequence != 0);
+  if (in_order) return Place::fits;
+  const auto following = peek_sequence(truth, no_more);
   if (!following && !no_more) return Place::unknown;
+  if (entry.sequence == 0) return settle_unnumbered(truth, entry, following);
   const bool others_missing = entry.sequence > wanted && following != wanted + 1;
   if (others_missing) return Place::fits;
   truth.complaints.push_back(
@@ -86,7 +101,7 @@ Truth open_truth(const std::string& path) {
 
 bool reach_entry(Truth& truth, bool no_more) {
   while (!truth.entry) {
-    auto line = take_line(truth);
+    auto line = take_line(truth, no_more);
     if (!line) return false;
     const auto fields = parse_object(line->text);
     if (fields) {
@@ -102,6 +117,7 @@ bool reach_entry(Truth& truth, bool no_more) {
       return false;
     }
     if (place == Place::stray) continue;
+    truth.unread += entry.sequence - truth.previous - 1 + (entry.wrong_key.empty() ? 0 : 1);
     truth.previous = entry.sequence;
     ++truth.records;
     truth.entry = std::move(entry);
@@ -109,9 +125,26 @@ bool reach_entry(Truth& truth, bool no_more) {
   return true;
 }
 
+bool may_be_next(const Truth& truth, std::uint64_t trade_number) {
+  const std::uint64_t next = truth.trades.size() + 1;
+  return trade_number >= next && trade_number - next <= std::min(truth.unread, most_lost_trades);
+}
+
+bool may_be_lost(const Truth& truth, std::uint64_t trade_number) {
+  if (trade_number == 0) return false;
+  if (trade_number > truth.trades.size()) return trade_number - truth.trades.size() <= truth.unread;
+  return truth.trades[trade_number - 1].line_at == lost_line;
+}
+
+void index_trade(Truth& truth, std::uint64_t trade_number, std::uint64_t line_at, std::uint32_t sent_date) {
+  if (may_be_next(truth, trade_number)) truth.trades.resize(trade_number - 1, {lost_line, 0, false});
+  truth.trades.push_back({line_at, sent_date, false});
+  truth.unread = 0;
+}
+
 std::optional<TruthRecord> find_trade(Truth& truth, std::uint64_t trade_number) {
   const IndexedTrade* const trade = indexed_trade(truth, trade_number);
-  if (trade == nullptr) return {};
+  if (trade == nullptr || trade->line_at == lost_line) return {};
   const auto line = line_at(truth.file, trade->line_at);
   const auto fields = line ? parse_object(*line) : std::nullopt;
   if (!fields) return {};

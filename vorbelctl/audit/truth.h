@@ -24,7 +24,7 @@ struct TruthEntry {
 };
 
 struct IndexedTrade {
-  std::uint64_t line_at = 0;    // of its record in the truth file
+  std::uint64_t line_at = 0;    // of its record in the truth file; lost_line: the record is lost
   std::uint32_t sent_date = 0;  // YYYYMMDD of its message; 0: the message was not seen
   bool amended = false;         // cancelled or corrected since
 };
@@ -42,6 +42,7 @@ struct Truth {
   std::uint64_t previous = 0;       // sequence number of the record before it; 0: there is none
   std::uint64_t records = 0;
   std::uint64_t marks = 0;
+  std::uint64_t unread = 0;            // numbers since the trade indexed last whose record is missing or does not read
   std::vector<IndexedTrade> trades;    // the trade of id n at n - 1; grows with the run: any trade may be amended
   std::vector<Difference> complaints;  // about the file itself, not yet taken
 };
@@ -52,6 +53,16 @@ Truth open_truth(const std::string& path);
 // Makes `entry` the next record, unless it is there already; false while the file does not have it. `no_more`: nothing
 // will be written any more.
 bool reach_entry(Truth& truth, bool no_more);
+
+// Indexes the trade that the record at the offset brings. Where records before it are lost, its number tells how many
+// of them brought trades: these keep their places, so that later ids name the right trades.
+void index_trade(Truth& truth, std::uint64_t trade_number, std::uint64_t line_at, std::uint32_t sent_date);
+
+// Whether this number is the next trade's, or that of one behind trades whose records may be lost.
+bool may_be_next(const Truth& truth, std::uint64_t trade_number);
+
+// Whether the record of the trade with this number may be among those that are lost.
+bool may_be_lost(const Truth& truth, std::uint64_t trade_number);
 
 // The record of the trade with this id; nothing when no record has brought such a trade.
 std::optional<TruthRecord> find_trade(Truth& truth, std::uint64_t trade_number);

@@ -32,10 +32,6 @@ bool outlasted(std::uint64_t since_ms, double seconds) {
   return static_cast<double>(elapsed_ms(since_ms)) >= seconds * 1000;
 }
 
-std::uint64_t our_packets(const ReceiverTotals& totals) {
-  return totals.packets - totals.foreign - totals.malformed;
-}
-
 void pump_into(Audit& audit, Follower& follower, int timeout_ms) {
   take_events(audit, pump(follower, timeout_ms));
   advance(audit, false);
@@ -48,8 +44,8 @@ std::string listen_to_the_end(Audit& audit, Follower& follower, const AuditOptio
   std::uint64_t heard = 0;
   for (;;) {
     pump_into(audit, follower, 50);
-    if (const std::uint64_t packets = our_packets(follower.receiver.totals); packets != heard) {
-      heard = packets;
+    if (const std::uint64_t ours = follower.receiver.totals.ours; ours != heard) {
+      heard = ours;
       heard_ms = vorbeld::monotonic_ms();
     }
     if (interrupted()) return "interrupt";
@@ -103,7 +99,7 @@ void audit_feed(AuditReport& report, const Options& options) {
   }
   report.ended_by = listen_to_the_end(audit, follower, options.audit);
   report.totals = follower.receiver.totals;
-  if (our_packets(report.totals) == 0) {
+  if (report.totals.ours == 0) {
     throw NoFeed{"nothing of the session " + report.session + " came on the feed " + report.where +
                  "; is the bench "
                  "running? vorbelctl doctor finds out why nothing arrives"};
@@ -113,6 +109,20 @@ void audit_feed(AuditReport& report, const Options& options) {
   report.totals = follower.receiver.totals;
 }
 
+// What the bench has sent beyond the file's last record, as far as one answer tells: it may have no record of it.
+void ask_beyond(Audit& audit, const Addresses& addresses, std::uint64_t end) {
+  ReceiverSettings settings;
+  settings.most_tries = 1;
+  settings.insist = false;
+  Follower follower = follow_answers(addresses, settings, end, end + settings.most_per_request);
+  while (!follower.receiver.gaps.empty() && !interrupted()) {
+    std::vector<Event> events = pump(follower, 50);
+    // A number without a message has not been sent yet.
+    std::erase_if(events, [](const Event& event) { return event.kind != EventKind::message; });
+    take_events(audit, events);
+  }
+}
+
 void audit_offline(AuditReport& report, const Options& options) {
   report.where = endpoint(options.addresses.host, options.addresses.retrans_port);
   Audit& audit = report.audit;
@@ -120,13 +130,14 @@ void audit_offline(AuditReport& report, const Options& options) {
   audit.on_the_wire = false;
   use_wall_clock(audit);
   const std::uint64_t end = audit.judge.truth.last_known + 1;
-  Follower follower = follow_answers(options.addresses, {}, audit.from, std::max(end, audit.from));
+  if (end <= audit.from) return;
+  Follower follower = follow_answers(options.addresses, {}, audit.from, end);
   catch_interrupts();
   while (!follower.receiver.gaps.empty() && !interrupted()) {
     pump_into(audit, follower, 50);
     if (follower.requests_refused && audit.counts.fetched == 0) break;
   }
-  if (audit.counts.fetched == 0 && end > audit.from) {
+  if (audit.counts.fetched == 0) {
     throw NoFeed{"nobody answers on the retransmission port " + report.where +
                  "; is the bench running, with this "
                  "--retrans-port?"};
@@ -134,7 +145,8 @@ void audit_offline(AuditReport& report, const Options& options) {
   report.ended_by = interrupted() ? "interrupt" : "end of input";
   if (!interrupted()) finish(follower.receiver, vorbeld::monotonic_ms());
   take_events(audit, take_events(follower.receiver));
-  advance(audit, true);
+  ask_beyond(audit, options.addresses, end);
+  settle_records(audit);
   report.totals = follower.receiver.totals;
 }
 
@@ -157,7 +169,7 @@ void audit_pcap(AuditReport& report, const Options& options) {
         take_events(audit, take_events(receiver));
         advance(audit, false);
       });
-  if (our_packets(receiver.totals) == 0) {
+  if (receiver.totals.ours == 0) {
     throw NoFeed{"no packet of the session " + report.session + " to " +
                  endpoint(options.addresses.group, options.addresses.feed_port) + " among the " +
                  std::to_string(totals.frames) + " frames of " + report.where + "; see --mcast, --port and --session"};
@@ -195,6 +207,28 @@ void audit_source(AuditReport& report, const Options& options) {
   }
 }
 
+// A bench that runs may still write its first record; after the fact there must be one.
+void check_truth(const AuditReport& report) {
+  if (report.source == AuditSource::feed || report.audit.judge.truth.last_known != 0) return;
+  throw std::invalid_argument("there is no record of a message in " + report.truth + "; is it a truth file?");
+}
+
+// A verdict on nothing would be none.
+void check_judged(const AuditReport& report) {
+  const Audit& audit = report.audit;
+  if (audit.counts.messages != 0 || !is_equal(report)) return;
+  throw NoFeed{"there is no message from #" + std::to_string(std::max<std::uint64_t>(audit.from, 1)) + " on in " +
+               report.where + ", so nothing was compared; see --from"};
+}
+
+// Nothing that was asked for came: then it is likely the port that is wrong, and not the bench.
+void note_silent_port(const AuditReport& report, const Addresses& addresses) {
+  const AuditCounts& counts = report.audit.counts;
+  if (report.totals.requests == 0 || missing_in_all(report) == 0 || counts.recovered + counts.fetched != 0) return;
+  std::cerr << "vorbelctl: nothing came from the retransmission port "
+            << endpoint(addresses.host, addresses.retrans_port) << "; is it the bench's? see --retrans-port\n";
+}
+
 // False, with a word on standard error, when the page could not be written.
 bool write_page(const AuditReport& report, const std::string& path) {
   std::ofstream file(path, std::ios::binary);
@@ -221,7 +255,10 @@ int run_audit(const Options& options) {
   const std::uint64_t begun_ms = vorbeld::monotonic_ms();
   try {
     report.audit.judge = make_judge(report.truth, report.tape);
+    check_truth(report);
     audit_source(report, options);
+    judge_rest(report.audit.judge, report.audit.last);
+    check_judged(report);
   } catch (const NoFeed& none) {
     return complain(none.text, nobody_there);
   } catch (const std::invalid_argument& bad_file) {
@@ -229,6 +266,7 @@ int run_audit(const Options& options) {
   }
   report.lasted_ms = elapsed_ms(begun_ms);
   std::cout << (options.json ? verdict_json(report) + "\n" : verdict_text(report)) << std::flush;
+  note_silent_port(report, options.addresses);
   if (!options.audit.html.empty() && !write_page(report, options.audit.html)) return wrong_usage;
   return is_equal(report) ? all_well : something_amiss;
 }
