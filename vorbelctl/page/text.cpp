@@ -77,7 +77,12 @@ std::vector<double> axis_labels(double low, double high, int most) {
   if (!(high > low)) return labels;
   const double step = round_step(high - low, most);
   const double first = std::ceil(low / step - 1e-9);
-  for (double i = first; i * step <= high + step * 1e-6; ++i) labels.push_back(i == 0 ? 0 : i * step);  // never -0
+  // Counted by an integer: where doubles lie further apart than 1, adding 1 to one of them leads nowhere.
+  for (int i = 0; i <= most; ++i) {
+    const double label = (first + i) * step;
+    if (!(label <= high + step * 1e-6)) break;
+    labels.push_back(label == 0 ? 0 : label);  // never -0
+  }
   return labels;
 }
 

@@ -1,0 +1,181 @@
+// The course of a run, summed up: slices that double, gaps by what became of them, halts, idle times and prices.
+#include "vorbelctl/audit/history.h"
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+
+namespace vorbelctl {
+namespace {
+
+constexpr std::int64_t begin_s = 1719849600;
+constexpr std::int64_t begin_ms = begin_s * 1000;
+
+Judged trade_at(std::int64_t sent_s, double price, const std::string& cusip = "345370CS9") {
+  Judged judged;
+  judged.recorded = true;
+  judged.record.kind = Kind::trade;
+  judged.record.terms.price = price;
+  judged.cusip = cusip;
+  judged.last_sale = true;
+  judged.sent_s = sent_s;
+  return judged;
+}
+
+Judged halt_at(std::int64_t sent_s, char action) {
+  Judged judged;
+  judged.recorded = true;
+  judged.record.kind = Kind::halt;
+  judged.record.action = action;
+  judged.cusip = "345370CS9";
+  judged.sent_s = sent_s;
+  return judged;
+}
+
+Event range_event(EventKind kind, std::uint64_t first, std::uint64_t last) {
+  Event event;
+  event.kind = kind;
+  event.first = first;
+  event.last = last;
+  return event;
+}
+
+void take_message(History& history, Via via) {
+  Event event;
+  event.via = via;
+  note_event(history, event, begin_ms);
+}
+
+TEST(History, CountsMessagesBySecond) {
+  History history;
+  for (const int second : {0, 0, 1, 3}) note_message(history, trade_at(begin_s + second, 98), 0);
+  ASSERT_EQ(history.timeline.slices.size(), 4U);
+  EXPECT_EQ(history.timeline.slices[0].messages, 2U);
+  EXPECT_EQ(history.timeline.slices[1].messages, 1U);
+  EXPECT_EQ(history.timeline.slices[2].messages, 0U);
+  EXPECT_EQ(history.timeline.slices[3].messages, 1U);
+  EXPECT_EQ(history.begin_ms, begin_ms);
+}
+
+TEST(History, DoublesItsSlicesInsteadOfGrowing) {
+  History history;
+  for (int second = 0; second < 1000; ++second) note_message(history, trade_at(begin_s + second, 98), 0);
+  EXPECT_LE(history.timeline.slices.size(), most_slices);
+  EXPECT_EQ(history.timeline.width_ms, 8000);
+  EXPECT_EQ(history.timeline.slices[0].messages, 8U);
+  const auto total =
+      std::accumulate(history.timeline.slices.begin(), history.timeline.slices.end(), std::uint64_t{0},
+                      [](std::uint64_t sum, const TimelineSlice& slice) { return sum + slice.messages; });
+  EXPECT_EQ(total, 1000U);
+}
+
+TEST(History, TakesTheArrivalForTheMomentWithinTheSecond) {
+  History history;
+  note_message(history, trade_at(begin_s, 98), begin_ms + 420);
+  EXPECT_EQ(history.message_ms, begin_ms + 420);
+  note_message(history, trade_at(begin_s, 98), begin_ms + 5000);
+  EXPECT_EQ(history.message_ms, begin_ms + 999) << "a message that came late was still sent in its second";
+}
+
+TEST(History, KeepsHighLowAndLastOfASlice) {
+  History history;
+  for (const double price : {98.0, 99.5, 97.25, 98.5}) note_message(history, trade_at(begin_s, price), 0);
+  ASSERT_EQ(history.bonds.size(), 1U);
+  const PriceSlice& slice = history.bonds[0].prices.slices.at(0);
+  EXPECT_EQ(slice.prints, 4U);
+  EXPECT_EQ(slice.high, 99.5);
+  EXPECT_EQ(slice.low, 97.25);
+  EXPECT_EQ(slice.last, 98.5);
+}
+
+TEST(History, KeepsPricesWhenSlicesAreMerged) {
+  History history;
+  note_message(history, trade_at(begin_s, 98), 0);
+  note_message(history, trade_at(begin_s + 1, 99), 0);
+  note_message(history, trade_at(begin_s + 3600, 97), 0);
+  const auto& slices = history.bonds[0].prices.slices;
+  EXPECT_EQ(slices.front().high, 99);
+  EXPECT_EQ(slices.front().low, 98);
+  EXPECT_EQ(slices.front().last, 99);
+  EXPECT_EQ(slices.back().last, 97);
+}
+
+TEST(History, DrawsTheFirstBondsOnly) {
+  History history;
+  for (std::size_t i = 0; i < 2 * most_bonds_drawn; ++i) {
+    note_message(history, trade_at(begin_s, 98, std::to_string(i)), 0);
+  }
+  EXPECT_EQ(history.bonds.size(), most_bonds_drawn);
+  EXPECT_EQ(history.trades, 2 * most_bonds_drawn);
+}
+
+TEST(History, CallsAGapThatWasOnlyLateOutOfOrder) {
+  History history;
+  note_event(history, range_event(EventKind::gap, 5, 6), begin_ms);
+  take_message(history, Via::late);
+  take_message(history, Via::late);
+  note_event(history, range_event(EventKind::gap_closed, 5, 6), begin_ms);
+  ASSERT_EQ(history.faults.size(), 1U);
+  EXPECT_EQ(history.faults[0].kind, FaultKind::out_of_order);
+  EXPECT_EQ(history.faults[0].late, 2U);
+}
+
+TEST(History, CallsAGapLostWhenPartOfItHadToBeFetchedOrNeverCame) {
+  History history;
+  note_event(history, range_event(EventKind::gap, 5, 8), begin_ms);
+  take_message(history, Via::late);
+  take_message(history, Via::recovered);
+  note_event(history, range_event(EventKind::missing, 7, 8), begin_ms);
+  note_event(history, range_event(EventKind::gap_closed, 5, 8), begin_ms);
+  ASSERT_EQ(history.faults.size(), 1U);
+  EXPECT_EQ(history.faults[0].kind, FaultKind::lost);
+  EXPECT_EQ(history.faults[0].recovered, 1U);
+  EXPECT_EQ(history.faults[0].missing, 2U);
+}
+
+TEST(History, CallsAGapThatAHeartbeatRevealedATail) {
+  History history;
+  note_event(history, range_event(EventKind::gap, 5, 6), begin_ms);
+  note_event(history, range_event(EventKind::heartbeat, 7, 0), begin_ms);
+  take_message(history, Via::recovered);
+  take_message(history, Via::recovered);
+  note_event(history, range_event(EventKind::gap_closed, 5, 6), begin_ms);
+  EXPECT_EQ(history.faults.at(0).kind, FaultKind::tail);
+}
+
+TEST(History, CountsFaultsBeyondThoseThatAreListed) {
+  History history;
+  for (std::uint64_t i = 1; i <= 2 * most_faults_listed; ++i) {
+    note_event(history, range_event(EventKind::duplicate, i, i), begin_ms);
+  }
+  EXPECT_EQ(history.faults.size(), most_faults_listed);
+  EXPECT_EQ(history.faults_total, 2 * most_faults_listed);
+}
+
+TEST(History, EndsAHaltWithItsResume) {
+  History history;
+  note_message(history, halt_at(begin_s + 1, 'H'), 0);
+  note_message(history, halt_at(begin_s + 2, 'H'), 0);
+  ASSERT_EQ(history.halts.size(), 1U) << "a bond that is halted is not halted again";
+  EXPECT_EQ(history.halts[0].end_ms, 0);
+  note_message(history, halt_at(begin_s + 4, 'R'), 0);
+  EXPECT_EQ(history.halts[0].begin_ms, begin_ms + 1000);
+  EXPECT_EQ(history.halts[0].end_ms, begin_ms + 4000);
+}
+
+TEST(History, CallsTheFlowIdleWhenTradesStayAwayForLongerThanUsual) {
+  History history;
+  for (const int second : {0, 1, 2, 12, 13}) note_message(history, trade_at(begin_s + second, 98), 0);
+  ASSERT_EQ(history.idles.size(), 1U);
+  EXPECT_EQ(history.idles[0].begin_ms, begin_ms + 2000);
+  EXPECT_EQ(history.idles[0].end_ms, begin_ms + 12000);
+}
+
+TEST(History, DoesNotCallASlowFlowIdle) {
+  History history;
+  for (const int second : {0, 10, 20, 30}) note_message(history, trade_at(begin_s + second, 98), 0);
+  EXPECT_TRUE(history.idles.empty());
+}
+
+}  // namespace
+}  // namespace vorbelctl
