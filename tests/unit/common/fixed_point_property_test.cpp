@@ -29,8 +29,8 @@ struct Form {
 // The widths and cuts of every field and JSON number, and all their combinations.
 std::vector<Form> all_forms() {
   std::vector<Form> forms;
-  for (const std::size_t width : {0, 11, 13, 14}) {
-    for (const std::size_t decimals : {0, 2, 6}) {
+  for (const std::size_t width : {0U, 11U, 13U, 14U}) {
+    for (const std::size_t decimals : {0U, 2U, 6U}) {
       for (const std::size_t room : {whole_text, std::size_t{31}, std::size_t{14}, std::size_t{11}}) {
         forms.push_back({width, decimals, room});
       }

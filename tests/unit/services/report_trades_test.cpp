@@ -49,7 +49,7 @@ TEST(ReportedTrade, BetweenDealersHasTheirParties) {
   const Descriptor client = connect_client(bench);
   report(bench, client, "T|037833DT4|X|98.5|1000||V|1700000000000|20231116|away\n");
   report(bench, client, "T|037833DT4|X|98.5|1000|D|V|1700000000000|20231116|away\n");
-  for (const std::uint64_t trade_id : {1, 2}) {
+  for (const std::uint64_t trade_id : {1U, 2U}) {
     EXPECT_EQ(body_of(bench, trade_id).substr(26, 4), "  S ");  // remuneration, special, side, as-of
     EXPECT_EQ(body_of(bench, trade_id).substr(71), "DD ");      // reporting party, contra party, ATS
   }

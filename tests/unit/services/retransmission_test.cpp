@@ -148,7 +148,7 @@ TEST(Retransmission, BringsTheSessionBytesOfTheRequestBack) {
 TEST(Retransmission, ServesAllRequestsThatWaitInOrder) {
   RetransmissionBench bench;
   send_messages(bench.feed, 9);
-  for (const std::uint64_t first : {7, 3, 5}) send_request(bench, request_bytes(first, 1));
+  for (const std::uint64_t first : {7U, 3U, 5U}) send_request(bench, request_bytes(first, 1));
   serve_pass(bench);
   EXPECT_EQ(received_datagrams(bench.client),
             (Packets{packet_bytes(7, {"m7"}), packet_bytes(3, {"m3"}), packet_bytes(5, {"m5"})}));
