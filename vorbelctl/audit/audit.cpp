@@ -50,14 +50,6 @@ bool concerns_wire(const Audit& audit, const Event& event) {
   return audit.on_the_wire && !(of_a_gap && before_joining(audit, event.first));
 }
 
-void list_missing(Audit& audit, const Range& range) {
-  if (!audit.missing.empty() && audit.missing.back().last + 1 == range.first) {
-    audit.missing.back().last = range.last;
-  } else if (audit.missing.size() < most_missing_listed) {
-    audit.missing.push_back(range);
-  }
-}
-
 bool judge_missing(Audit& audit, Pending& range, bool no_more) {
   Truth& truth = audit.judge.truth;
   while (range.first <= range.last) {
@@ -144,7 +136,7 @@ void take_events(Audit& audit, const std::vector<Event>& events) {
     note_joining(audit, event);
     count_event(audit, event);
     if (concerns_wire(audit, event)) note_event(audit.history, event, at_ms);
-    if (event.kind == EventKind::missing) list_missing(audit, {event.first, event.last});
+    if (event.kind == EventKind::missing) list_missing(audit.missing, {event.first, event.last});
     if (event.kind == EventKind::message || event.kind == EventKind::missing) queue(audit, event, at_ms);
   }
 }

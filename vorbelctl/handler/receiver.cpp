@@ -66,21 +66,13 @@ void deliver(Receiver& receiver, std::uint64_t now_ms) {
   if (receiver.next > receiver.asked_last) forget_request(receiver);
 }
 
-void list_missing(Receiver& receiver, Range range) {
-  receiver.totals.missing += range.last - range.first + 1;
-  if (!receiver.missing.empty() && receiver.missing.back().last + 1 == range.first) {
-    receiver.missing.back().last = range.last;
-  } else if (receiver.missing.size() < most_missing_listed) {
-    receiver.missing.push_back(range);
-  }
-}
-
 // Gives up the missing numbers of the first gap up to `last`, which lies in it, and delivers what stands between them.
 void give_up(Receiver& receiver, std::uint64_t last, std::uint64_t now_ms) {
   while (!receiver.gaps.empty() && receiver.next <= last) {
     const std::uint64_t before_held = receiver.held.empty() ? last : receiver.held.begin()->first - 1;
     const Range range{receiver.next, std::min(last, before_held)};
-    list_missing(receiver, range);
+    list_missing(receiver.missing, range);
+    receiver.totals.missing += range.last - range.first + 1;
     note(receiver, EventKind::missing, now_ms, range.first, range.last);
     receiver.next = range.last + 1;
     if (receiver.gaps.front().last < receiver.next) close_gap(receiver, now_ms);
@@ -192,6 +184,14 @@ Request make_request(Receiver& receiver, std::uint64_t now_ms) {
 }
 
 }  // namespace
+
+void list_missing(std::vector<Range>& missing, const Range& range) {
+  if (!missing.empty() && missing.back().last + 1 == range.first) {
+    missing.back().last = range.last;
+  } else if (missing.size() < most_missing_listed) {
+    missing.push_back(range);
+  }
+}
 
 Receiver make_receiver(const ReceiverSettings& settings) {
   Receiver receiver;

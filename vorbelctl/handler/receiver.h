@@ -130,6 +130,9 @@ struct Receiver {
 // Missing ranges beyond this many are counted, not listed: a run may lose messages for days.
 inline constexpr std::size_t most_missing_listed = 100000;
 
+// Adds a range behind the others, joined with the last of them where it goes on; left out when the list is full.
+void list_missing(std::vector<Range>& missing, const Range& range);
+
 Receiver make_receiver(const ReceiverSettings& settings);
 
 // Takes one datagram, whatever it holds. Packets that are no packets and those of other sessions end as an event.
