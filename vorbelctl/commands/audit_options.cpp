@@ -1,6 +1,6 @@
 #include "vorbelctl/commands/audit_options.h"
 
-#include <CLI/CLI.hpp>
+#include "vorbelctl/commands/option_values.h"
 
 namespace vorbelctl {
 
@@ -21,14 +21,14 @@ void add_audit(CLI::App& app, AuditOptions& options) {
   offline->excludes(capture);
   app.add_option("--from", options.from,
                  "First sequence number to judge; default: the first of the run or of the pcap file")
-      ->check(CLI::PositiveNumber);
+      ->transform(whole_number(1, largest_sequence));
   auto* const until_end = app.add_flag("--until-end", options.until_end, "End with the end of session");
   auto* const seconds =
-      app.add_option("--seconds", options.seconds, "End after so many seconds")->check(CLI::PositiveNumber);
+      app.add_option("--seconds", options.seconds, "End after so many seconds")->check(positive_seconds());
   for (auto* const live_only : {until_end, seconds}) live_only->excludes(pcap)->excludes(offline)->excludes(capture);
   app.add_option("--timeout", options.timeout_s, "Seconds of silence after which nobody is there, or no more")
       ->capture_default_str()
-      ->check(CLI::PositiveNumber);
+      ->check(positive_seconds());
   app.add_option("--html", options.html, "Write a page with the verdict, a timeline, prices, faults and differences");
 }
 

@@ -1,9 +1,11 @@
 #include "vorbelctl/commands/options.h"
 
-#include <CLI/CLI.hpp>
 #include <array>
 #include <iostream>
+#include <limits>
 #include <string_view>
+
+#include "vorbelctl/commands/option_values.h"
 
 namespace vorbelctl {
 namespace {
@@ -13,7 +15,7 @@ void add_control(CLI::App& app, Options& options) {
       ->required();
   app.add_option("--timeout", options.control.timeout_s, "Seconds to wait for each reply")
       ->capture_default_str()
-      ->check(CLI::PositiveNumber);
+      ->check(positive_seconds());
 }
 
 void add_report(CLI::App& app, Options& options) {
@@ -21,11 +23,11 @@ void add_report(CLI::App& app, Options& options) {
       ->capture_default_str();
   app.add_option("--window", options.report.window, "Lines that may be under way without an answer")
       ->capture_default_str()
-      ->check(CLI::Range(1U, 100000U));
+      ->transform(whole_number(1, 100000));
   app.add_option("--timeout", options.report.timeout_s,
                  "Seconds without an answer after which the connection counts as lost")
       ->capture_default_str()
-      ->check(CLI::PositiveNumber);
+      ->check(positive_seconds());
 }
 
 void add_listen(CLI::App& app, Options& options) {
@@ -33,10 +35,11 @@ void add_listen(CLI::App& app, Options& options) {
   app.add_flag("--recover", listen.recover, "Fill gaps by retransmission requests");
   app.add_option("--from", listen.from,
                  "Start with this sequence number and recover what was before; implies --recover")
-      ->check(CLI::PositiveNumber);
+      ->transform(whole_number(1, largest_sequence));
   app.add_flag("--until-end", listen.until_end, "End with the end of session");
-  app.add_option("--count", listen.count, "End after so many messages")->check(CLI::PositiveNumber);
-  app.add_option("--seconds", listen.seconds, "End after so many seconds")->check(CLI::PositiveNumber);
+  app.add_option("--count", listen.count, "End after so many messages")
+      ->transform(whole_number(1, std::numeric_limits<std::uint64_t>::max()));
+  app.add_option("--seconds", listen.seconds, "End after so many seconds")->check(positive_seconds());
   app.add_option_function<std::string>(
          "--format", [&options](const std::string& format) { options.json = format == "json"; },
          "Lines for people (text) or one JSON object a line (json, the same as --json)")
@@ -45,28 +48,32 @@ void add_listen(CLI::App& app, Options& options) {
 }
 
 void add_fetch(CLI::App& app, Options& options) {
-  app.add_option("first", options.fetch.first, "First sequence number wanted")->required()->check(CLI::PositiveNumber);
-  app.add_option("count", options.fetch.count, "How many messages")->capture_default_str()->check(CLI::PositiveNumber);
+  app.add_option("first", options.fetch.first, "First sequence number wanted")
+      ->required()
+      ->transform(whole_number(1, largest_sequence));
+  app.add_option("count", options.fetch.count, "How many messages")
+      ->capture_default_str()
+      ->transform(whole_number(1, std::numeric_limits<std::uint16_t>::max()));
 }
 
 void add_wait(CLI::App& app, Options& options) {
   app.add_option("--timeout", options.wait.timeout_s, "Seconds to wait")
       ->capture_default_str()
-      ->check(CLI::NonNegativeNumber);
+      ->check(seconds_or_zero());
 }
 
 void add_doctor(CLI::App& app, Options& options) {
   app.add_option("--seconds", options.doctor.seconds, "How long to listen; heartbeats come every second")
       ->capture_default_str()
-      ->check(CLI::PositiveNumber);
+      ->check(positive_seconds());
 }
 
 void add_watch(CLI::App& app, Options& options) {
   app.add_flag("--recover", options.watch.recover, "Fill gaps by retransmission requests");
-  app.add_option("--seconds", options.watch.seconds, "End after so many seconds")->check(CLI::PositiveNumber);
+  app.add_option("--seconds", options.watch.seconds, "End after so many seconds")->check(positive_seconds());
   app.add_option("--timeout", options.watch.timeout_s, "Seconds of silence after which nobody is there")
       ->capture_default_str()
-      ->check(CLI::PositiveNumber);
+      ->check(positive_seconds());
 }
 
 struct CommandHelp {
@@ -121,29 +128,47 @@ constexpr std::array commands{
                 "\nExit status: 0 ended by q, a signal or --seconds; 2 wrong usage; 3 nobody answers"},
 };
 
-void add_addresses(CLI::App& app, Options& options) {
+void add_addresses(CLI::App& app, std::string_view command, Options& options) {
   Addresses& addresses = options.addresses;
   const std::string group = "Where the bench is";
-  const auto add = [&](const char* name, auto& value, const char* description) {
-    app.add_option(name, value, description)->capture_default_str()->group(group);
+  const auto add = [&](const char* name, auto& value, const std::string& description) {
+    return app.add_option(name, value, description)->capture_default_str()->group(group);
+  };
+  // Only the port that a command cannot do without must be there.
+  const auto add_port = [&](const char* name, std::uint16_t& port, const std::string& description, bool needed) {
+    add(name, port, description + (needed ? "" : "; 0: there is none"))
+        ->transform(whole_number(needed ? 1 : 0, std::numeric_limits<std::uint16_t>::max()).description(""));
   };
   add("--mcast", addresses.group, "Multicast group of the feed");
-  add("--port", addresses.feed_port, "UDP port of the feed");
+  add_port("--port", addresses.feed_port, "UDP port of the feed", true);
   add("--iface", addresses.interface, "Address of the local interface that the feed comes in on");
   add("--session", addresses.session, "Session name; other sessions are reported and ignored");
   add("--host", addresses.host, "Address of the report and retransmission ports");
-  add("--report-port", addresses.report_port, "TCP port for trade reports");
-  add("--retrans-port", addresses.retrans_port, "UDP port for retransmission requests");
-  add("--control-port", addresses.control_port, "UDP control port on 127.0.0.1; 0: there is none");
+  add_port("--report-port", addresses.report_port, "TCP port for trade reports", command == "report");
+  add_port("--retrans-port", addresses.retrans_port, "UDP port for retransmission requests", command == "fetch");
+  add_port("--control-port", addresses.control_port, "UDP control port on 127.0.0.1", command == "control");
 }
 
 void add_command(CLI::App& app, const CommandHelp& help, Options& options) {
   CLI::App* const command = app.add_subcommand(help.name, help.summary);
   help.add(*command, options);
-  add_addresses(*command, options);
+  add_addresses(*command, help.name, options);
   command->add_flag("--quiet", options.quiet, "Print nothing but results and errors");
   command->add_flag("--json", options.json, "One JSON object a line instead of text");
   command->footer(std::string("\n") + help.footer);
+}
+
+// What is wrong with options that are right each by itself; empty: nothing.
+std::string check_together(const Options& options) {
+  const bool recovers = (options.command == "listen" && (options.listen.recover || options.listen.from != 0)) ||
+                        (options.command == "watch" && options.watch.recover);
+  if (recovers && options.addresses.retrans_port == 0) {
+    return "recovery needs a retransmission port; give it with --retrans-port";
+  }
+  if (options.command == "fetch" && options.fetch.count - 1U > largest_sequence - options.fetch.first) {
+    return "the last number wanted is too large; sequence numbers go up to " + std::to_string(largest_sequence);
+  }
+  return "";
 }
 
 }  // namespace
@@ -167,6 +192,10 @@ std::optional<int> read_options(int argc, const char* const* argv, Options& opti
     return wrong_usage;
   }
   options.command = app.get_subcommands().front()->get_name();
+  if (const std::string wrong = check_together(options); !wrong.empty()) {
+    std::cerr << "vorbelctl: " << wrong << "\n";
+    return wrong_usage;
+  }
   return {};
 }
 

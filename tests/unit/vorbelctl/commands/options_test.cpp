@@ -121,6 +121,79 @@ TEST(Options, EndWithStatus2WhenTheyAreWrong) {
   }
 }
 
+TEST(Options, SayInShortWhatTheyTake) {
+  const std::vector<std::pair<std::vector<const char*>, std::string>> wrong{
+      {{"control", "--timeout", "0", "stats"}, "--timeout: \"0\" is no number of seconds above 0, up to 1000000\n"},
+      {{"wait", "--timeout", "1e300"}, "--timeout: \"1e300\" is no number of seconds 0 to 1000000\n"},
+      {{"fetch", "abc"}, "first: \"abc\" is no whole number from 1 to 18446744073709551614\n"},
+      {{"fetch", "1", "65536"}, "count: \"65536\" is no whole number from 1 to 65535\n"},
+      {{"listen", "--count", "0"}, "--count: \"0\" is no whole number from 1 to 18446744073709551615\n"},
+      {{"listen", "--from", "99999999999999999999999"},
+       "--from: \"99999999999999999999999\" is no whole number from 1 to 18446744073709551614\n"},
+      {{"listen", "--port", "0"}, "--port: \"0\" is no whole number from 1 to 65535\n"},
+  };
+  for (const auto& [words, says] : wrong) {
+    const Outcome outcome = read(words);
+    EXPECT_EQ(outcome.status, 2) << says;
+    EXPECT_EQ(outcome.errors.substr(0, outcome.errors.find('\n') + 1), says);
+  }
+}
+
+TEST(Options, TakeNumbersOfSecondsThatAreSome) {
+  for (const char* text : {"nan", "-nan", "inf", "1e300", "1000001", "-1", "2s", "", "0x5"}) {
+    for (const char* name : {"control", "report", "watch"}) {
+      EXPECT_EQ(read({name, "--timeout", text, "-"}).status, 2) << name << " " << text;
+    }
+    EXPECT_EQ(read({"wait", "--timeout", text}).status, 2) << text;
+    EXPECT_EQ(read({"listen", "--seconds", text}).status, 2) << text;
+    EXPECT_EQ(read({"doctor", "--seconds", text}).status, 2) << text;
+    EXPECT_EQ(read({"audit", "--truth", "/dev/null", "--seconds", text}).status, 2) << text;
+    EXPECT_EQ(read({"audit", "--truth", "/dev/null", "--timeout", text}).status, 2) << text;
+  }
+  EXPECT_EQ(read({"wait", "--timeout", "1000000"}).options.wait.timeout_s, 1000000);
+  EXPECT_EQ(read({"wait", "--timeout", "0"}).options.wait.timeout_s, 0);
+  EXPECT_EQ(read({"listen", "--seconds", "0.25"}).options.listen.seconds, 0.25);
+}
+
+TEST(Options, TakeDecimalNumbersOnly) {
+  EXPECT_EQ(read({"fetch", "010", "008"}).options.fetch.first, 10U);
+  EXPECT_EQ(read({"fetch", "010", "008"}).options.fetch.count, 8U);
+  for (const char* text : {"0x10", "1e3", "+1", " 1", "1 ", "1.0", "18446744073709551615", "18446744073709551616"}) {
+    EXPECT_EQ(read({"fetch", text}).status, 2) << text;
+    EXPECT_EQ(read({"listen", "--from", text}).status, 2) << text;
+    EXPECT_EQ(read({"audit", "--truth", "/dev/null", "--from", text}).status, 2) << text;
+  }
+}
+
+TEST(Options, OfFetchStayWithinTheSequenceNumbers) {
+  EXPECT_FALSE(read({"fetch", "18446744073709551614"}).status.has_value());
+  EXPECT_FALSE(read({"fetch", "18446744073709551605", "10"}).status.has_value());
+  const Outcome outcome = read({"fetch", "18446744073709551606", "10"});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.errors,
+            "vorbelctl: the last number wanted is too large; sequence numbers go up to 18446744073709551614\n");
+}
+
+TEST(Options, NeedThePortThatTheCommandSpeaksTo) {
+  for (const char* name : command_names) {
+    EXPECT_EQ(read({name, "--port", "0", "1"}).errors.substr(0, 12), "--port: \"0\" ") << name;
+  }
+  EXPECT_EQ(read({"control", "--control-port", "0", "stats"}).status, 2);
+  EXPECT_EQ(read({"report", "--report-port", "0"}).status, 2);
+  EXPECT_EQ(read({"fetch", "--retrans-port", "0", "1"}).status, 2);
+  EXPECT_EQ(read({"listen", "--recover", "--retrans-port", "0"}).status, 2);
+  EXPECT_EQ(read({"listen", "--from", "1", "--retrans-port", "0"}).status, 2);
+  EXPECT_EQ(read({"watch", "--recover", "--retrans-port", "0"}).status, 2);
+  for (const char* name : {"listen", "wait", "doctor", "watch"}) {
+    EXPECT_FALSE(read({name, "--control-port", "0", "--report-port", "0", "--retrans-port", "0"}).status) << name;
+  }
+}
+
+TEST(Help, NamesTheLimits) {
+  EXPECT_NE(read({"fetch", "--help"}).output.find("1 to 65535"), std::string::npos);
+  EXPECT_NE(read({"control", "--help"}).output.find("above 0, up to 1000000"), std::string::npos);
+}
+
 TEST(Help, IsThereOnEveryLevelWithAnExampleAndTheStatuses) {
   const Outcome outcome = read({"--help"});
   EXPECT_EQ(outcome.status, 0);
