@@ -51,7 +51,18 @@ def test_stats_are_taken_apart_as_json(launch):
 
 
 def test_quiet_prints_nothing_but_errors(launch):
-    assert companion.run(launch().doors, "control", "--quiet", "pause") == (0, "", "")
+    doors = launch().doors
+    assert companion.run(doors, "control", "--quiet", "pause") == (0, "", "")
+    assert companion.run(doors, "control", "--quiet", "bogus") == (1, "unknown command\n", "")
+
+
+def test_quiet_leaves_results(launch):
+    doors = launch().doors
+    status, output, errors = companion.run(doors, "control", "--quiet", "stats")
+    assert (status, errors) == (0, "")
+    assert output.startswith("seq 2 messages 2 ")
+    assert companion.run(doors, "control", "--quiet", "cancel")[:2] == (0, "cancelled 0\n")
+    assert companion.run(doors, "control", "--quiet", "-", text="pause\nstats\nresume\n")[1].startswith("seq 2 ")
 
 
 def test_nobody_there_ends_with_status_3_and_says_where(doors):
@@ -82,6 +93,37 @@ def test_what_the_bench_would_cut_is_not_sent(launch):
     assert companion.run(bench.doors, "control", "")[0] == 2
 
 
+def test_a_command_that_would_break_a_record_is_not_sent(launch):
+    bench = launch()
+    status, output, errors = companion.run(bench.doors, "control", "mark a\nb")
+    assert (status, output) == (2, "")
+    assert errors == 'vorbelctl: the command "mark a\\x0ab" holds a control byte\n'
+    assert companion.run(bench.doors, "control", "-", text="mark c\td\n")[0] == 2
+    assert companion.run(bench.doors, "control", "mark e \r\n")[0] == 0  # at the end the bench drops them itself
+    assert [line for line in harness.truth_lines(bench) if b"mark" in line] == [b'{"mark":"e","seq":2}']
+
+
+def test_there_must_be_a_port_to_send_to(doors):
+    nowhere = harness.dataclasses.replace(doors, control=0)
+    status, output, errors = companion.run(nowhere, "control", "stats")
+    assert (status, output) == (2, "")
+    assert "--control-port" in errors
+
+
+def test_a_timeout_that_is_none_is_wrong_usage(doors):
+    for timeout in ("nan", "inf", "1e300", "3000000", "0"):
+        status, _, errors = companion.run(doors, "control", "--timeout", timeout, "stats")
+        assert status == 2
+        assert f'"{timeout}" is no number of seconds above 0, up to 1000000' in errors
+
+
+def test_a_script_may_be_indented(launch):
+    bench = launch()
+    script = "  # a test run\n  mark one\n  --at-ms 10  mark two\n"
+    assert companion.run(bench.doors, "control", "-", text=script)[:2] == (0, "ok\nok\n")
+    assert harness.truth_lines(bench)[-2:] == [b'{"mark":"one","seq":2}', b'{"mark":"two","seq":2}']
+
+
 def test_a_script_runs_in_order(launch):
     bench = launch()
     script = "# a test run\n\nmark one\r\nbogus\nmark two\n"
@@ -106,6 +148,13 @@ def test_a_wrong_line_ends_a_script_with_status_2(launch):
     assert (status, output) == (2, "ok\n")
     assert errors == "vorbelctl: line 2: --at-ms needs a number of milliseconds and a command\n"
     assert harness.truth_lines(bench)[-1] == b'{"mark":"one","seq":2}'
+
+
+def test_a_time_beyond_all_scripts_is_a_wrong_line(launch):
+    bench = launch()
+    status, output, errors = companion.run(bench.doors, "control", "-", text="--at-ms 18446744073709551615 stats\n")
+    assert (status, output) == (2, "")
+    assert errors == "vorbelctl: line 1: --at-ms goes up to 1000000000\n"
 
 
 def test_a_script_ends_with_status_3_when_the_bench_stops(launch):

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
-#include <cstdio>
 #include <iostream>
 #include <system_error>
 #include <thread>
@@ -20,8 +19,8 @@ void print_reply(const Options& options, const std::string& command, const std::
     FieldList fields{{"command", command}, {"reply", reply}, {"took_ms", took_ms}};
     if (auto stats = parse_stats(reply)) fields.insert(fields.end(), stats->begin(), stats->end());
     std::cout << json_line(fields) << std::endl;
-  } else if (!options.quiet) {
-    // The bench echoes labels and knows no other unprintable replies, but a stranger may sit on the port.
+  } else if (!options.quiet || reply != "ok") {
+    // All replies of a bench are printable, but a stranger may sit on the port.
     std::cout << printable(reply) << std::endl;
   }
 }
@@ -67,11 +66,39 @@ int run_script(const Options& options, const Socket& socket, std::istream& scrip
   return status;
 }
 
+// The bench drops blanks and line ends at the end of a command; those at its beginning would be part of its name.
+std::string_view trimmed(std::string_view text) {
+  text = text.substr(0, text.find_last_not_of(" \r\n") + 1);
+  return text.substr(std::min(text.size(), text.find_first_not_of(' ')));
+}
+
+bool is_control_byte(char c) {
+  return static_cast<unsigned char>(c) < ' ' || c == '\x7f';
+}
+
+// Takes "--at-ms N " off the line; returns what is wrong with it.
+std::string take_moment(std::string_view& line, std::uint64_t& at_ms) {
+  constexpr std::string_view prefix = "--at-ms ";
+  constexpr std::uint64_t latest_ms = 1000000000;
+  constexpr const char* usage = "--at-ms needs a number of milliseconds and a command";
+  if (!line.starts_with(prefix)) return usage;
+  line = trimmed(line.substr(prefix.size()));
+  const auto number = std::from_chars(line.data(), line.data() + line.size(), at_ms);
+  const auto length = static_cast<std::size_t>(number.ptr - line.data());
+  if (number.ec != std::errc() || length == line.size() || line[length] != ' ') return usage;
+  if (at_ms > latest_ms) return "--at-ms goes up to " + std::to_string(latest_ms);
+  line = trimmed(line.substr(length));
+  return "";
+}
+
 }  // namespace
 
 std::string check_command(std::string_view command) {
   constexpr std::size_t longest = 255;
   if (command.empty()) return "there is no command";
+  if (std::any_of(command.begin(), command.end(), is_control_byte)) {
+    return "the command \"" + printable(command) + "\" holds a control byte";
+  }
   if (command.size() > longest) {
     return "the command has " + std::to_string(command.size()) + " bytes; the bench reads no more than 255";
   }
@@ -79,20 +106,11 @@ std::string check_command(std::string_view command) {
 }
 
 ScriptLine read_script_line(std::string_view line) {
-  constexpr std::string_view prefix = "--at-ms";
   ScriptLine result;
-  line = line.substr(0, line.find_last_not_of(" \r\n") + 1);
+  line = trimmed(line);
   if (line.empty() || line.front() == '#') return result;
-  if (line.starts_with(prefix)) {
-    line.remove_prefix(std::min(line.size(), prefix.size() + 1));
-    const auto number = std::from_chars(line.data(), line.data() + line.size(), result.at_ms);
-    const auto length = static_cast<std::size_t>(number.ptr - line.data());
-    if (number.ec != std::errc() || length == line.size() || line[length] != ' ') {
-      result.wrong = "--at-ms needs a number of milliseconds and a command";
-      return result;
-    }
-    line.remove_prefix(length + 1);
-  }
+  if (line.starts_with("--at-ms")) result.wrong = take_moment(line, result.at_ms);
+  if (!result.wrong.empty()) return result;
   result.command = line;
   result.wrong = check_command(line);
   return result;
@@ -102,8 +120,9 @@ int run_control(const Options& options) {
   const Socket socket = open_control(options.addresses);
   const auto& words = options.control.words;
   if (words.size() == 1 && words.front() == "-") return run_script(options, socket, std::cin);
-  std::string command;
-  for (const auto& word : words) command += (command.empty() ? "" : " ") + word;
+  std::string joined;
+  for (const auto& word : words) joined += (joined.empty() ? "" : " ") + word;
+  const std::string command(trimmed(joined));
   if (const std::string wrong = check_command(command); !wrong.empty()) {
     std::cerr << "vorbelctl: " << wrong << "\n";
     return wrong_usage;

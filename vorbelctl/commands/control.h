@@ -18,10 +18,11 @@ struct ScriptLine {
   std::string wrong;        // what is wrong with the line; empty: nothing
 };
 
-// Reads "[--at-ms N] COMMAND". Trailing blanks and line ends are not part of the command.
+// Reads "[--at-ms N] COMMAND". Blanks around the command and line ends are not part of it.
 ScriptLine read_script_line(std::string_view line);
 
-// What is wrong with a command, whatever it means: it must hold something, and no more than the bench reads.
+// What is wrong with a command, whatever it means: it must hold something, no more than the bench reads, and no control
+// bytes, which would break the records that the bench makes of it.
 std::string check_command(std::string_view command);
 
 // Sends, prints the replies and returns the exit status.
