@@ -1,5 +1,7 @@
 """vorbelctl listen on a feed that misbehaves, sent by the tests themselves."""
 
+import signal
+
 import companion
 import publisher
 
@@ -144,3 +146,27 @@ def test_a_fresh_number_after_the_end_is_still_taken(fake, follow):
     publisher.send(fake, publisher.numbered(2))
     assert companion.finish(listening) == 0
     assert short(companion.objects(listening)) == [("joined", 1), 1, ("end_of_session", 2), 2]
+
+
+def test_a_loss_behind_the_last_message_shown_is_not_counted(fake, follow):
+    listening = follow(fake.doors, "listen", "--count", 2)
+    companion.wait_until_member(listening, fake.doors)
+    listening.process.send_signal(signal.SIGSTOP)  # so that it finds all packets at once, and gives up both gaps at once
+    for number in (1, 3, 5):
+        publisher.send(fake, publisher.numbered(number))
+    listening.process.send_signal(signal.SIGCONT)
+    assert companion.finish(listening) == 1
+    assert listening.errors == [
+        "2 messages, 3 packets on the feed; 2 gaps of 2 messages: 0 late, 0 recovered, 1 missing; 0 duplicates",
+        "missing: 2"]
+
+
+def test_a_silent_server_is_named_once(fake, follow):
+    listening = follow(fake.doors, "listen", "--recover", "--until-end")
+    companion.wait_until_member(listening, fake.doors)
+    for number in (1, 4, 6):
+        publisher.send(fake, publisher.numbered(number))
+    publisher.send(fake, publisher.end_of_session(7))
+    assert companion.finish(listening) == 1
+    told = f"no answer came from the retransmission port 127.0.0.1:{fake.doors.retrans} in time"
+    assert sum(told in line for line in listening.errors) == 1

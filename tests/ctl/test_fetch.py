@@ -42,9 +42,42 @@ def test_what_does_not_come_is_named_and_ends_with_status_1(launch):
 
 def test_a_closed_port_is_named(doors):
     status, output, errors = companion.run(doors, "fetch", 1)
-    assert status == 1
+    assert status == 3
     assert "missing" in output
     assert f"nobody answers on the retransmission port 127.0.0.1:{doors.retrans}" in errors
+
+
+def test_silence_is_named(fake):
+    status, output, errors = companion.run(fake.doors, "fetch", 1, 3)
+    assert status == 1
+    assert output == "       1  missing      1 to 3 (3 messages) given up\n"
+    assert f"no answer came from the retransmission port 127.0.0.1:{fake.doors.retrans} in time" in errors
+    assert "--retrans-port" in errors
+
+
+def test_a_part_of_the_answer_is_no_silence(launch):
+    assert companion.run(launch().doors, "fetch", 2, 4)[2] == ""
+
+
+def test_json_says_that_messages_came_by_retransmission(launch):
+    bench = launch()
+    status, lines = companion.run_json(bench.doors, "fetch", 1, 2)
+    assert (status, [line["via"] for line in lines]) == (0, ["recovered", "recovered"])
+    assert "recovered" not in companion.run(bench.doors, "fetch", 1, 2)[1]
+
+
+def test_numbers_beyond_the_last_are_wrong_usage(launch):
+    doors = launch().doors
+    for words in ((2 ** 64 - 1,), (2 ** 64 - 6, 100), (2 ** 64,), ("0x10",), (1, 65536)):
+        status, output, errors = companion.run(doors, "fetch", *words)
+        assert (status, output) == (2, ""), words
+        assert errors, words
+    assert companion.run(doors, "fetch", 2 ** 64 - 2)[0] == 1
+
+
+def test_numbers_are_decimal_whatever_they_begin_with(fake):
+    companion.run(fake.doors, "fetch", "010", "008")
+    assert fake.requests == [(10, 8)]
 
 
 def test_an_address_that_is_none_is_wrong_usage(doors):

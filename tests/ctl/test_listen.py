@@ -179,6 +179,38 @@ def test_a_closed_retransmission_port_leaves_messages_missing(pool, launch, foll
     assert events(lines, "missing") == [{"event": "missing", "first": 1, "last": last}]
 
 
+def test_a_closed_retransmission_port_is_named_once(pool, launch):
+    bench = launch()
+    elsewhere = harness.dataclasses.replace(bench.doors, retrans=harness.ports.claim_port(pool))
+    fill(bench)
+    _, _, errors = companion.run(elsewhere, "listen", "--from", 1, "--until-end")
+    told = f"nobody answers on the retransmission port 127.0.0.1:{elsewhere.retrans} (the port is closed)"
+    assert errors.count(told) == 1
+    assert errors.count("retransmission port") == 1
+    errors = companion.run(elsewhere, "listen", "--quiet", "--from", 1, "--until-end")[2]
+    assert errors.startswith(f"vorbelctl: {told}")
+
+
+def test_recovery_needs_a_port(doors):
+    nowhere = harness.dataclasses.replace(doors, retrans=0)
+    status, _, errors = companion.run(nowhere, "listen", "--recover")
+    assert (status, errors) == (
+        2, "vorbelctl: recovery needs a retransmission port; give it with --retrans-port\n")
+
+
+def test_the_totals_are_about_what_was_shown(launch):
+    bench = launch()
+    fill(bench)
+    count = 5
+    status, lines = companion.run_json(bench.doors, "listen", "--from", 1, "--count", count)
+    assert status == 0
+    assert len(messages(lines)) == count
+    totals = lines[-1]
+    assert (totals["messages"], totals["recovered"], totals["missing"]) == (count, count, 0)
+    errors = companion.run(bench.doors, "listen", "--from", 1, "--count", count)[2]
+    assert errors.startswith("5 messages, ")
+
+
 def test_a_feed_that_cannot_be_joined_ends_with_status_3(doors):
     status, _, errors = companion.run(doors, "listen", "--iface", "192.0.2.1")
     assert status == 3

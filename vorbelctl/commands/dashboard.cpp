@@ -9,12 +9,9 @@
 namespace vorbelctl {
 namespace {
 
-std::string padded(const std::string& text, std::size_t width) {
-  return text.size() >= width ? text.substr(0, width) : text + std::string(width - text.size(), ' ');
-}
-
-std::string padded_left(const std::string& text, std::size_t width) {
-  return std::string(text.size() < width ? width - text.size() : 0, ' ') + text;
+// A column of the table of bonds, cut to its width.
+std::string column(const std::string& text, std::size_t width) {
+  return padded(text.substr(0, width), width);
 }
 
 std::string per_second(const Rate& rate) {
@@ -33,7 +30,7 @@ std::string sale_text(const std::optional<Sale>& sale) {
 }
 
 std::string bond_line(const std::string& cusip, const Book& book) {
-  return padded(printable(cusip), 10) + padded(printable(book.symbol), 15) + sale_text(book.last) +
+  return column(printable(cusip), 10) + column(printable(book.symbol), 15) + sale_text(book.last) +
          sale_text(book.high) + sale_text(book.low) + padded_left(std::to_string(book.prints.size()), 8) +
          padded_left(std::to_string(book.cancels), 8) + padded_left(std::to_string(book.corrections), 8) +
          (book.halted ? "  HALTED " + printable(book.halt_reason) : "") + (book.close ? "  closed" : "");
@@ -89,7 +86,7 @@ std::vector<std::string> screen_lines(const Dashboard& dashboard, const Receiver
                                       std::size_t height) {
   std::vector<std::string> lines = heading(dashboard, totals);
   lines.emplace_back();
-  lines.push_back(padded("cusip", 10) + padded("symbol", 15) + padded_left("last", 12) + padded_left("high", 12) +
+  lines.push_back(column("cusip", 10) + column("symbol", 15) + padded_left("last", 12) + padded_left("high", 12) +
                   padded_left("low", 12) + padded_left("prints", 8) + padded_left("cancels", 8) +
                   padded_left("corr.", 8));
   for (const auto& cusip : sorted_cusips(dashboard.books)) {

@@ -5,6 +5,7 @@
 #include "common/clocks.h"
 #include "vorbelctl/commands/listing.h"
 #include "vorbelctl/commands/listing_text.h"
+#include "vorbelctl/commands/silence.h"
 #include "vorbelctl/handler/follow.h"
 
 namespace vorbelctl {
@@ -18,10 +19,10 @@ bool is_news(EventKind kind) {
 void print_events(const Options& options, std::vector<Event> events) {
   for (Event& event : events) {
     if (!is_news(event.kind)) continue;
-    event.via = Via::live;  // all are recovered here; text lines need not say so each time
     if (options.json) {
       std::cout << json_line(event_fields(event)) << std::endl;
     } else {
+      event.via = Via::live;  // all are recovered here; lines for people need not say so each time
       std::cout << event_text(event, wants_colours());
     }
   }
@@ -40,11 +41,11 @@ int run_fetch(const Options& options) {
   while (!receiver.gaps.empty() && !follower.requests_refused) print_events(options, pump(follower, 50));
   finish(follower.receiver, vorbeld::monotonic_ms());
   print_events(options, take_events(follower.receiver));
-  if (follower.requests_refused) {
-    std::cerr << "vorbelctl: nobody answers on the retransmission port "
-              << endpoint(options.addresses.host, options.addresses.retrans_port)
-              << " (the port is closed); is the bench running, with this --retrans-port?\n";
+  const bool nothing_came = receiver.totals.messages == 0;
+  if (follower.requests_refused || nothing_came) {
+    std::cerr << "vorbelctl: " << no_retransmission(options.addresses, follower.requests_refused) << "\n";
   }
+  if (follower.requests_refused && nothing_came) return nobody_there;
   return receiver.totals.missing == 0 ? all_well : something_amiss;
 }
 

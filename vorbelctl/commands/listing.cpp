@@ -111,6 +111,36 @@ FieldList event_fields(const Event& event) {
   return {};
 }
 
+void add_to_totals(ReceiverTotals& totals, const Event& event) {
+  const std::uint64_t numbers = event.last - event.first + 1;
+  if (event.kind == EventKind::message) {
+    ++totals.messages;
+    if (event.via == Via::late) ++totals.late;
+    if (event.via == Via::recovered) ++totals.recovered;
+  } else if (event.kind == EventKind::gap) {
+    ++totals.gaps;
+    totals.skipped += numbers;
+  } else if (event.kind == EventKind::missing) {
+    totals.missing += numbers;
+  } else if (event.kind == EventKind::duplicate) {
+    ++totals.duplicates;
+  } else if (event.kind == EventKind::too_late) {
+    ++totals.too_late;
+  }
+}
+
+ReceiverTotals totals_as_shown(const ReceiverTotals& totals, const ReceiverTotals& shown) {
+  ReceiverTotals result = shown;
+  result.packets = totals.packets;
+  result.heartbeats = totals.heartbeats;
+  result.end_of_sessions = totals.end_of_sessions;
+  result.foreign = totals.foreign;
+  result.malformed = totals.malformed;
+  result.requests = totals.requests;
+  result.overrun = totals.overrun;
+  return result;
+}
+
 FieldList list_totals(const ReceiverTotals& totals) {
   return {{"packets", totals.packets},
           {"messages", totals.messages},

@@ -18,6 +18,12 @@ std::string_view event_name(EventKind kind);
 // "live", "late" or "recovered".
 std::string_view via_name(Via via);
 
+// Counts an event into the totals of messages and gaps; those of packets and requests are not told by events.
+void add_to_totals(ReceiverTotals& totals, const Event& event);
+
+// The receiver's totals with those of messages and gaps taken from `shown`.
+ReceiverTotals totals_as_shown(const ReceiverTotals& totals, const ReceiverTotals& shown);
+
 // The receiver's totals by name.
 FieldList list_totals(const ReceiverTotals& totals);
 

@@ -37,15 +37,6 @@ std::string_view escape_of(Tone tone) {
   return "";
 }
 
-std::string padded(std::string text, std::size_t width) {
-  if (text.size() < width) text.append(width - text.size(), ' ');
-  return text;
-}
-
-std::string padded_left(const std::string& text, std::size_t width) {
-  return std::string(text.size() < width ? width - text.size() : 0, ' ') + text;
-}
-
 // "12:00:03" of a date-time.
 std::string time_of_day(const std::string& moment) {
   return moment.substr(8, 2) + ":" + moment.substr(10, 2) + ":" + moment.substr(12, 2);
@@ -210,19 +201,27 @@ std::string event_text(const Event& event, bool colours) {
   return paint(columns(event.first, what, rest), tone, colours) + "\n" + dump;
 }
 
-std::string totals_text(const Receiver& receiver) {
-  const ReceiverTotals& totals = receiver.totals;
+std::string totals_text(const ReceiverTotals& totals, const std::vector<Range>& missing) {
   constexpr std::size_t most_ranges = 10;
   std::string text = counted(totals.messages, "message") + ", " + counted(totals.packets, "packet") + " on the feed; " +
                      counted(totals.gaps, "gap") + " of " + counted(totals.skipped, "message") + ": " +
                      std::to_string(totals.late) + " late, " + std::to_string(totals.recovered) + " recovered, " +
                      std::to_string(totals.missing) + " missing; " + counted(totals.duplicates, "duplicate") + "\n";
-  for (std::size_t i = 0; i < std::min(receiver.missing.size(), most_ranges); ++i) {
-    text += (i == 0 ? "missing: " : ", ") + range_text(receiver.missing[i].first, receiver.missing[i].last);
+  for (std::size_t i = 0; i < std::min(missing.size(), most_ranges); ++i) {
+    text += (i == 0 ? "missing: " : ", ") + range_text(missing[i].first, missing[i].last);
   }
-  if (receiver.missing.size() > most_ranges) text += ", ...";
-  if (!receiver.missing.empty()) text += "\n";
+  if (missing.size() > most_ranges) text += ", ...";
+  if (!missing.empty()) text += "\n";
   return text;
+}
+
+std::string padded(std::string text, std::size_t width) {
+  if (text.size() < width) text.append(width - text.size(), ' ');
+  return text;
+}
+
+std::string padded_left(const std::string& text, std::size_t width) {
+  return std::string(text.size() < width ? width - text.size() : 0, ' ') + text;
 }
 
 std::string counted(std::uint64_t count, const std::string& what) {

@@ -1,7 +1,10 @@
 // Events of the feed as aligned lines for people. Everybody who shows a feed shows it by these.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "vorbelctl/handler/receiver.h"
 
@@ -12,7 +15,11 @@ namespace vorbelctl {
 std::string event_text(const Event& event, bool colours);
 
 // The totals in a line, and in a second one the ranges that are missing, at most ten of them.
-std::string totals_text(const Receiver& receiver);
+std::string totals_text(const ReceiverTotals& totals, const std::vector<Range>& missing);
+
+// The text with blanks behind it, or before it, up to the width; a longer one stays as it is.
+std::string padded(std::string text, std::size_t width);
+std::string padded_left(const std::string& text, std::size_t width);
 
 // "1 message", "2 messages".
 std::string counted(std::uint64_t count, const std::string& what);

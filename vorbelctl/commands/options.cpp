@@ -107,7 +107,7 @@ constexpr std::array commands{
                 "A count whose answer no receive buffer holds is asked for in pieces.\n"
                 "\nExample:\n"
                 "  vorbelctl fetch 1 10\n"
-                "\nExit status: 0 all came; 1 some did not come; 2 wrong usage; 3 the port cannot be reached"},
+                "\nExit status: 0 all came; 1 some did not come; 2 wrong usage; 3 the port is closed"},
     CommandHelp{
         "wait", "Return as soon as the bench answers", add_wait,
         "Asks the control port for its statistics; where that port is closed (or 0 was given for it), a packet\n"

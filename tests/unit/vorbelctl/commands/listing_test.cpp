@@ -100,23 +100,39 @@ TEST(EventFields, NameFaults) {
 }
 
 TEST(Totals, AreSummedUpInWords) {
-  Receiver receiver;
-  receiver.totals.messages = 1;
-  receiver.totals.packets = 2;
-  receiver.totals.gaps = 3;
-  receiver.totals.skipped = 5;
-  receiver.totals.missing = 4;
-  receiver.totals.recovered = 1;
-  receiver.missing = {{3, 3}, {5, 7}};
-  EXPECT_EQ(totals_text(receiver),
+  ReceiverTotals totals;
+  totals.messages = 1;
+  totals.packets = 2;
+  totals.gaps = 3;
+  totals.skipped = 5;
+  totals.missing = 4;
+  totals.recovered = 1;
+  EXPECT_EQ(totals_text(totals, {{3, 3}, {5, 7}}),
             "1 message, 2 packets on the feed; 3 gaps of 5 messages: 0 late, 1 recovered, 4 missing; 0 duplicates\n"
             "missing: 3, 5 to 7\n");
 }
 
 TEST(Totals, ListNoMoreThanTenRanges) {
-  Receiver receiver;
-  for (std::uint64_t number = 1; number <= 21; number += 2) receiver.missing.push_back({number, number});
-  EXPECT_NE(totals_text(receiver).find("missing: 1, 3, 5, 7, 9, 11, 13, 15, 17, 19, ...\n"), std::string::npos);
+  std::vector<Range> missing;
+  for (std::uint64_t number = 1; number <= 21; number += 2) missing.push_back({number, number});
+  EXPECT_NE(totals_text({}, missing).find("missing: 1, 3, 5, 7, 9, 11, 13, 15, 17, 19, ...\n"), std::string::npos);
+}
+
+TEST(Totals, CountWhatWasShown) {
+  ReceiverTotals shown;
+  for (const Via via : {Via::live, Via::late, Via::recovered}) add_to_totals(shown, message(sample::trade(), via));
+  add_to_totals(shown, tidings(EventKind::gap, 3, 7));
+  add_to_totals(shown, tidings(EventKind::missing, 4, 5));
+  add_to_totals(shown, tidings(EventKind::duplicate, 1, 1));
+  add_to_totals(shown, tidings(EventKind::too_late, 4, 4));
+  ReceiverTotals all;
+  all.packets = 90;
+  all.messages = 100;
+  all.missing = 50;
+  all.requests = 7;
+  EXPECT_EQ(json_line(list_totals(totals_as_shown(all, shown))),
+            R"({"packets":90,"messages":3,"gaps":1,"skipped":5,"late":1,"recovered":1,"missing":2,"duplicates":1,)"
+            R"("too_late":1,"heartbeats":0,"end_of_sessions":0,"foreign":0,"malformed":0,"requests":7,"overrun":0})");
 }
 
 }  // namespace
