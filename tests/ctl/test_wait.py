@@ -1,5 +1,6 @@
 """vorbelctl wait: the readiness probe."""
 
+import socket
 import time
 
 import companion
@@ -49,6 +50,24 @@ def test_nobody_is_not_ready(doors):
     assert f"127.0.0.1:{doors.control}" in errors
     assert f"{doors.group}:{doors.feed}" in errors
     assert companion.run_json(doors, "wait", "--timeout", "0") == (3, [{"ready": False}])
+
+
+def test_a_feed_that_is_heard_is_not_denied(pool, launch):
+    bench = launch("--rate-ms", 20, doors=harness.claim_doors(pool, control=0))
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as stranger:  # takes questions and answers none
+        stranger.bind(("127.0.0.1", 0))
+        doors = harness.dataclasses.replace(bench.doors, control=stranger.getsockname()[1])
+        status, _, errors = companion.run(doors, "wait", "--timeout", "2")
+    assert status == 3
+    assert f"no answer within 2 s from the control port 127.0.0.1:{doors.control}, although the feed" in errors
+    assert "is heard" in errors
+
+
+def test_a_control_port_that_was_not_given_is_not_spoken_of(doors):
+    status, _, errors = companion.run(harness.dataclasses.replace(doors, control=0), "wait", "--timeout", "0.2")
+    assert status == 3
+    assert f"no answer within 0.2 s on the feed {doors.group}:{doors.feed}" in errors
+    assert "control port" not in errors
 
 
 def test_another_session_is_not_ours(fake, follow):

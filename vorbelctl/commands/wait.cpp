@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "common/clocks.h"
+#include "vorbelctl/commands/silence.h"
 #include "vorbelctl/commands/stats.h"
 #include "vorbelctl/handler/fields.h"
 #include "vorbelctl/handler/follow.h"
@@ -19,7 +20,7 @@ struct Probe {
   Socket control;  // -1: there is none
   Follower follower;
   bool heard = false;    // a packet of the session has come
-  bool refused = false;  // the control port is closed; asked again after every packet
+  bool refused = false;  // the control port was closed when it was last asked
   FieldList stats;
 };
 
@@ -38,8 +39,8 @@ bool control_answers(Probe& probe, int timeout_ms) {
   return stats.has_value();
 }
 
-// One round of at most `timeout_ms`. The bench opens its control port before it sends its first packet, so a bench that
-// is heard while that port is closed has none.
+// One round: each of the two doors gets `timeout_ms`. The bench opens its control port before it sends its first
+// packet, so a bench that is heard while that port is closed has none.
 std::optional<Door> ask_doors(Probe& probe, int timeout_ms) {
   const bool heard_before = probe.heard;
   if (probe.control.descriptor >= 0) {
@@ -69,11 +70,15 @@ void print_ready(const Options& options, const Probe& probe, Door door, std::uin
   }
 }
 
-void print_not_ready(const Options& options) {
+void print_not_ready(const Options& options, const Probe& probe) {
   if (options.json) std::cout << json_line({{"ready", false}}) << std::endl;
-  std::cerr << "vorbelctl: no answer within " << options.wait.timeout_s << " s, neither from "
-            << door_name(options, Door::control) << " nor on " << door_name(options, Door::feed) << " (session "
-            << options.addresses.session << "); is the bench running, with these ports?\n";
+  std::cerr << "vorbelctl: no answer within " << options.wait.timeout_s << " s";
+  if (probe.heard) {
+    std::cerr << " from " << door_name(options, Door::control) << ", although " << door_name(options, Door::feed)
+              << " is heard; does the port belong to another program? Give the bench's own with --control-port\n";
+  } else {
+    std::cerr << at_no_door(options.addresses) << "; is the bench running, with these ports?\n";
+  }
 }
 
 }  // namespace
@@ -91,7 +96,7 @@ int run_wait(const Options& options) {
       return all_well;
     }
   } while (vorbeld::monotonic_ms() - start_ms < timeout_ms);
-  print_not_ready(options);
+  print_not_ready(options, probe);
   return nobody_there;
 }
 

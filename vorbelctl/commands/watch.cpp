@@ -6,6 +6,7 @@
 #include "vorbelctl/commands/dashboard.h"
 #include "vorbelctl/commands/interrupt.h"
 #include "vorbelctl/commands/screen.h"
+#include "vorbelctl/commands/silence.h"
 #include "vorbelctl/commands/stats.h"
 #include "vorbelctl/handler/follow.h"
 
@@ -110,9 +111,7 @@ int run_watch(const Options& options) {
   while (watch_on(watch, options.json) && !interrupted() && !time_is_up()) {
     if (!silent_too_long()) continue;
     watch.screen.reset();
-    std::cerr << "vorbelctl: nobody answers, neither on the control port "
-              << endpoint("127.0.0.1", options.addresses.control_port) << " nor on the feed "
-              << endpoint(options.addresses.group, options.addresses.feed_port)
+    std::cerr << "vorbelctl: nobody answers" << at_no_door(options.addresses)
               << "; is the bench running, with these ports?\n";
     return nobody_there;
   }
