@@ -55,6 +55,13 @@ def test_nobody_there_ends_with_status_3(doors):
     assert f"{doors.group}:{doors.feed}" in errors
 
 
+def test_a_control_port_that_was_not_given_is_not_spoken_of(doors):
+    status, _, errors = companion.run(harness.dataclasses.replace(doors, control=0), "watch", "--timeout", "0.3")
+    assert status == 3
+    assert f"{doors.group}:{doors.feed}" in errors
+    assert "control port" not in errors
+
+
 def test_a_bench_that_stops_ends_it_with_status_3(launch, follow):
     bench = launch("--rate-ms", 50)
     watching = follow(bench.doors, "watch", "--timeout", "1")
@@ -80,9 +87,9 @@ def test_recovery_is_asked_for(launch, follow):
 
 
 def open_terminal(doors):
-    """A watch on a terminal of 24 lines and 120 columns: (process, the test's side of the terminal)."""
+    """A watch on a terminal of 24 lines and 80 columns: (process, the test's side of the terminal)."""
     leader, follower = pty.openpty()
-    fcntl.ioctl(follower, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 120, 0, 0))
+    fcntl.ioctl(follower, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 80, 0, 0))
     process = subprocess.Popen(companion.command_line(doors, "watch"), stdin=follower, stdout=follower,
                                stderr=follower, env={**os.environ, "TERM": "xterm"})
     os.close(follower)
@@ -110,7 +117,7 @@ def test_the_screen_shows_the_bench_and_q_ends_it(launch):
     reports.report(reporter, price="98.5")
     read_screen(leader, b"98.500000")
     control.command(bench.control, f"halt {reports.AAPL} T.1")
-    read_screen(leader, b"HALTED T.1")
+    read_screen(leader, b"HALTED")
     os.write(leader, b"xq")
     ended = b""
     while process.poll() is None or select.select([leader], [], [], 0)[0]:

@@ -25,15 +25,39 @@ std::string some_stats(const FieldList& stats, const std::vector<std::string>& n
   return text;
 }
 
+// The columns and a mark behind them fit a terminal of 80.
+constexpr std::size_t cusip_width = 10;
+constexpr std::size_t symbol_width = 14;
+constexpr std::size_t price_width = 11;
+constexpr std::size_t prints_width = 6;
+constexpr std::size_t amendments_width = 5;
+
+std::string bond_heading() {
+  return column("cusip", cusip_width) + column("symbol", symbol_width) + padded_left("last", price_width) +
+         padded_left("high", price_width) + padded_left("low", price_width) + padded_left("print", prints_width) +
+         padded_left("canc", amendments_width) + padded_left("corr", amendments_width);
+}
+
 std::string sale_text(const std::optional<Sale>& sale) {
-  return padded_left(sale ? value_text(Number{sale->price, 6}) : "-", 12);
+  return padded_left(sale ? value_text(Number{sale->price, 6}) : "-", price_width);
 }
 
 std::string bond_line(const std::string& cusip, const Book& book) {
-  return column(printable(cusip), 10) + column(printable(book.symbol), 15) + sale_text(book.last) +
-         sale_text(book.high) + sale_text(book.low) + padded_left(std::to_string(book.prints.size()), 8) +
-         padded_left(std::to_string(book.cancels), 8) + padded_left(std::to_string(book.corrections), 8) +
-         (book.halted ? "  HALTED " + printable(book.halt_reason) : "") + (book.close ? "  closed" : "");
+  return column(printable(cusip), cusip_width) + column(printable(book.symbol), symbol_width) + sale_text(book.last) +
+         sale_text(book.high) + sale_text(book.low) + padded_left(std::to_string(book.prints.size()), prints_width) +
+         padded_left(std::to_string(book.cancels), amendments_width) +
+         padded_left(std::to_string(book.corrections), amendments_width) +
+         (book.halted ? " HALTED " + printable(book.halt_reason) : "") + (book.close ? " closed" : "");
+}
+
+// The table of bonds in at most `room` lines below its heading; what it leaves out is counted.
+std::vector<std::string> bond_lines(const Books& books, std::size_t room) {
+  const std::vector<std::string> cusips = sorted_cusips(books);
+  const std::size_t shown = cusips.size() <= room ? cusips.size() : room - std::min<std::size_t>(room, 1);
+  std::vector<std::string> lines{bond_heading()};
+  for (std::size_t i = 0; i < shown; ++i) lines.push_back(bond_line(cusips[i], books.find(cusips[i])->second));
+  if (shown < cusips.size()) lines.push_back("... " + std::to_string(cusips.size() - shown) + " more");
+  return lines;
 }
 
 std::vector<std::string> heading(const Dashboard& dashboard, const ReceiverTotals& totals) {
@@ -46,13 +70,15 @@ std::vector<std::string> heading(const Dashboard& dashboard, const ReceiverTotal
       "seen    gaps " + std::to_string(totals.gaps) + "  late " + std::to_string(totals.late) + "  recovered " +
           std::to_string(totals.recovered) + "  missing " + std::to_string(totals.missing) + "  duplicates " +
           std::to_string(totals.duplicates)};
+  if (addresses.control_port == 0) return lines;
   if (dashboard.stats.empty()) {
     lines.push_back("bench   the control port " + endpoint("127.0.0.1", addresses.control_port) + " does not answer");
     return lines;
   }
   lines.push_back("bench   " + per_second(dashboard.reports) +
-                  some_stats(dashboard.stats, {"seq", "reports", "capped", "cancels", "corrections", "halts"}));
-  lines.push_back("faults" + some_stats(dashboard.stats, {"sent", "dropped", "duplicated", "reordered", "retrans"}));
+                  some_stats(dashboard.stats, {"seq", "reports", "capped", "retrans"}));
+  lines.push_back("      " + some_stats(dashboard.stats, {"cancels", "corrections", "halts"}));
+  lines.push_back("faults" + some_stats(dashboard.stats, {"sent", "dropped", "duplicated", "reordered"}));
   return lines;
 }
 
@@ -84,14 +110,13 @@ void take_event(Dashboard& dashboard, const Event& event) {
 
 std::vector<std::string> screen_lines(const Dashboard& dashboard, const ReceiverTotals& totals, std::size_t width,
                                       std::size_t height) {
+  constexpr std::size_t rows_for_events = 5;
   std::vector<std::string> lines = heading(dashboard, totals);
   lines.emplace_back();
-  lines.push_back(column("cusip", 10) + column("symbol", 15) + padded_left("last", 12) + padded_left("high", 12) +
-                  padded_left("low", 12) + padded_left("prints", 8) + padded_left("cancels", 8) +
-                  padded_left("corr.", 8));
-  for (const auto& cusip : sorted_cusips(dashboard.books)) {
-    lines.push_back(bond_line(cusip, dashboard.books.find(cusip)->second));
-  }
+  // Beside the bonds there are the heading of their table, an empty line and the events.
+  const std::size_t taken = lines.size() + 2 + std::min(rows_for_events, dashboard.recent.size());
+  const auto bonds = bond_lines(dashboard.books, height > taken ? height - taken : 0);
+  lines.insert(lines.end(), bonds.begin(), bonds.end());
   lines.emplace_back();
   const std::size_t room = height > lines.size() ? height - lines.size() : 0;
   const std::size_t shown = std::min(room, dashboard.recent.size());

@@ -40,7 +40,8 @@ inline constexpr std::size_t most_recent = 100;
 void take_event(Dashboard& dashboard, const Event& event);
 
 // The whole screen as at most `height` lines of at most `width` characters: title, rates, faults, a line per bond in
-// the order of CUSIPs, and with what room is left the latest events.
+// the order of CUSIPs, and with what room is left the latest events. A few of these are shown even where the bonds need
+// more room than there is; the bonds that are left out are counted.
 std::vector<std::string> screen_lines(const Dashboard& dashboard, const ReceiverTotals& totals, std::size_t width,
                                       std::size_t height);
 
