@@ -1,5 +1,6 @@
 """vorbelctl report: lines and CSV over TCP, bad ones held back, answers counted."""
 
+import contextlib
 import json
 import os
 import pty
@@ -7,6 +8,8 @@ import signal
 import socket
 import subprocess
 import threading
+
+import pytest
 
 import companion
 import control
@@ -73,8 +76,33 @@ def test_only_the_first_bad_lines_are_named(launch):
 
 def test_a_file_that_is_neither_lines_nor_csv(launch):
     status, output, errors = companion.run(launch().doors, "report", text="hello\nworld\n")
-    assert (status, output[:37]) == (1, "0 accepted, 0 refused, 2 malformed; 0")
-    assert 'line 1: malformed: this is neither a report line nor a CSV header: "hello" is no column' in errors
+    assert (status, output[:37]) == (1, "0 accepted, 0 refused, 1 malformed; 0")
+    assert errors == 'line 1: malformed: this is neither a report line nor a CSV header: "hello" is no column\n'
+
+
+def test_bytes_that_are_no_text_are_named_in_short(launch, tmp_path):
+    file = tmp_path / "binary"
+    file.write_bytes(b"\xff\x00" * 5000 + b"\n" + b"\xfe" * 5000)
+    status, _, errors = companion.run(launch().doors, "report", file)
+    assert status == 1
+    assert len(errors.splitlines()) == 1
+    assert len(errors) < 300
+
+
+def test_a_number_with_a_comma_in_it_is_not_sent(launch):
+    bench = launch()
+    text = "cusip,price,quantity\n037833DT4,1,234.5,250000\n037833DT4,98.5,1000\n"
+    status, output, errors = companion.run(bench.doors, "report", text=text)
+    assert (status, errors) == (1, "line 2: malformed: the row has 4 cells, the header 3\n")
+    assert output.startswith("1 accepted, 0 refused, 1 malformed; ")
+    assert [record["price"] for record in tape(bench)] == [98.5]
+
+
+def test_a_header_that_names_a_column_twice_is_refused(launch):
+    bench = launch()
+    status, _, errors = companion.run(bench.doors, "report", text="cusip,price,quantity,price\n037833DT4,1,2,3\n")
+    assert (status, errors) == (1, 'line 1: malformed: the CSV header names the column "price" twice\n')
+    assert tape(bench) == []
 
 
 def test_refused_reports_end_with_status_1(launch):
@@ -132,6 +160,12 @@ def test_a_missing_file_is_wrong_usage(launch):
     assert errors == "vorbelctl: cannot read /nowhere/at/all: No such file or directory\n"
 
 
+def test_a_folder_is_wrong_usage(launch, tmp_path):
+    status, output, errors = companion.run(launch().doors, "report", tmp_path)
+    assert (status, output) == (2, "")
+    assert errors == f"vorbelctl: cannot read {tmp_path}: Is a directory\n"
+
+
 def serve_once(doors, answer):
     """A report port of the test's own; answer(connection) is called with the only client."""
     listener = socket.create_server(("127.0.0.1", doors.reports))
@@ -157,7 +191,7 @@ def test_a_lost_connection_ends_with_status_3(doors):
     assert status == 3
     assert output.startswith("1 accepted, 0 refused, 0 malformed, 1 without an answer; ")
     assert "is lost: " in errors
-    assert "1 lines have no answer" in errors
+    assert "1 line has no answer" in errors
 
 
 def test_silence_ends_with_status_3(doors):
@@ -168,6 +202,22 @@ def test_silence_ends_with_status_3(doors):
     thread.join()
     assert status == 3
     assert "is lost: no answer in time" in errors
+
+
+@pytest.mark.parametrize("piece", [b"A" * 1000, b"A" * 1000 + b"\n"], ids=["no end", "too long"])
+def test_what_is_no_answer_counts_as_a_lost_connection(doors, piece):
+    def babble(connection):
+        connection.recv(10)
+        with contextlib.suppress(OSError):  # the companion hangs up
+            while True:
+                connection.sendall(piece)
+
+    thread = serve_once(doors, babble)
+    status, output, errors = companion.run(doors, "report", text=f"{GOOD}\n")
+    thread.join()
+    assert status == 3
+    assert output.startswith("0 accepted, 0 refused, 0 malformed, 1 without an answer; ")
+    assert "is lost: what comes from there is no answer; 1 line has no answer" in errors
 
 
 def test_a_signal_ends_it_with_the_totals(launch, follow):

@@ -10,15 +10,24 @@
 #include <stdexcept>
 
 namespace vorbelctl {
+namespace {
+
+[[noreturn]] void fail(const LineInput& input, int error) {
+  throw std::invalid_argument("cannot read " + input.name + ": " + std::strerror(error));
+}
+
+}  // namespace
 
 LineInput open_lines_of(const std::string& path) {
   LineInput input;
-  input.file = Socket(path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (input.file.descriptor < 0) throw std::invalid_argument("cannot read " + path + ": " + std::strerror(errno));
+  const bool standard = path == "-";
+  input.name = standard ? "standard input" : path;
+  input.file = Socket(standard ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (input.file.descriptor < 0) fail(input, errno);
   struct stat status {};
-  if (fstat(input.file.descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
-    input.size = static_cast<std::uint64_t>(status.st_size);
-  }
+  if (fstat(input.file.descriptor, &status) != 0) fail(input, errno);
+  if (S_ISDIR(status.st_mode)) fail(input, EISDIR);
+  if (S_ISREG(status.st_mode)) input.size = static_cast<std::uint64_t>(status.st_size);
   return input;
 }
 
@@ -29,9 +38,16 @@ void read_more(LineInput& input) {
     input.unread.erase(0, input.at);
     input.at = 0;
     input.unread.append(chunk.data(), static_cast<std::size_t>(length));
-  } else if (length == 0 || errno != EINTR) {
+  } else if (length == 0) {
     input.file = Socket();
+  } else if (errno != EINTR && errno != EAGAIN) {
+    fail(input, errno);
   }
+}
+
+void end_input(LineInput& input) {
+  input.file = Socket();
+  input.at = input.unread.size();
 }
 
 bool take_line(LineInput& input, std::string& line) {

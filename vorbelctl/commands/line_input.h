@@ -10,7 +10,8 @@
 namespace vorbelctl {
 
 struct LineInput {
-  Socket file;               // any descriptor; -1 after the end
+  Socket file;               // owns any descriptor, be it a file, a pipe or a terminal; reading may block. -1: the end
+  std::string name;          // as it stands in messages
   std::string unread;        // bytes read; those before `at` have been taken. A line may have any length.
   std::size_t at = 0;        // in `unread`
   std::uint64_t size = 0;    // bytes of the file; 0: not known (a pipe)
@@ -18,11 +19,14 @@ struct LineInput {
   std::uint64_t number = 0;  // of the line taken last, from 1
 };
 
-// Opens the file, or standard input for "-". Throws std::invalid_argument when it cannot be read.
+// Opens the file, or standard input for "-". Throws std::invalid_argument when it cannot be read, as a folder.
 LineInput open_lines_of(const std::string& path);
 
-// Reads what is there; blocks when nothing is. An error ends the input as its end does.
+// Reads what is there; blocks when nothing is, if the descriptor does. Throws std::invalid_argument when reading fails.
 void read_more(LineInput& input);
+
+// Ends the input here; lines that have not been taken are dropped.
+void end_input(LineInput& input);
 
 // Takes the next whole line without its line feed; the last one needs none. False: more must be read first, or there is
 // no more.

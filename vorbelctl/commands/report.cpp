@@ -10,10 +10,12 @@
 #include <cstring>
 #include <deque>
 #include <iostream>
+#include <stdexcept>
 
 #include "common/clocks.h"
 #include "vorbelctl/commands/interrupt.h"
 #include "vorbelctl/commands/line_input.h"
+#include "vorbelctl/commands/listing_text.h"
 #include "vorbelctl/commands/report_lines.h"
 #include "vorbelctl/handler/fields.h"
 
@@ -88,6 +90,7 @@ void queue_lines(Sender& sender) {
     if (!report.wrong.empty()) {
       ++sender.counts.malformed;
       complain(sender, sender.input.number, "malformed", report.wrong);
+      if (sender.format.unknown) end_input(sender.input);
     } else if (!report.text.empty()) {
       sender.unsent += report.text + "\n";
       sender.under_way.push_back(sender.input.number);
@@ -106,6 +109,7 @@ void send_lines(Sender& sender) {
 }
 
 void take_answers(Sender& sender) {
+  constexpr std::size_t longest_answer = 256;  // a bench needs no more than a dozen bytes
   std::array<char, 65536> chunk;
   const ssize_t length = recv(sender.connection.descriptor, chunk.data(), chunk.size(), 0);
   if (length < 0 && (errno == EAGAIN || errno == EINTR)) return;
@@ -117,9 +121,11 @@ void take_answers(Sender& sender) {
   sender.unanswered.append(chunk.data(), static_cast<std::size_t>(length));
   std::size_t begin = 0;
   for (std::size_t end = 0; (end = sender.unanswered.find('\n', begin)) != std::string::npos; begin = end + 1) {
+    if (end - begin > longest_answer) break;
     take_answer(sender, sender.unanswered.substr(begin, end - begin));
   }
   sender.unanswered.erase(0, begin);
+  if (sender.unanswered.size() > longest_answer) sender.lost = "what comes from there is no answer";
 }
 
 // Waits for whatever can go on: more input while the window has room, an answer, room to send.
@@ -157,7 +163,18 @@ bool is_done(const Sender& sender) {
   return sender.under_way.empty() && is_at_end(sender.input);
 }
 
+// Ends with the last answer, with the connection, or with an interrupt.
+void send_all(Sender& sender, double timeout_s) {
+  while (!is_done(sender) && sender.lost.empty() && !interrupted()) {
+    queue_lines(sender);
+    if (is_done(sender)) break;
+    wait_and_serve(sender, timeout_s);
+    draw_progress(sender);
+  }
+}
+
 void print_totals(const Sender& sender) {
+  if (sender.shows_progress) std::cerr << "\r\x1b[K";
   const Counts& counts = sender.counts;
   const std::uint64_t passed_ms = std::max<std::uint64_t>(vorbeld::monotonic_ms() - sender.start_ms, 1);
   const double seconds = static_cast<double>(passed_ms) / 1000;
@@ -190,21 +207,21 @@ int run_report(const Options& options) {
   sender.connection = open_reports(options.addresses, static_cast<int>(options.report.timeout_s * 1000));
   sender.start_ms = sender.heard_ms = vorbeld::monotonic_ms();
   catch_interrupts();
-  while (!is_done(sender) && sender.lost.empty() && !interrupted()) {
-    queue_lines(sender);
-    if (is_done(sender)) break;
-    wait_and_serve(sender, options.report.timeout_s);
-    draw_progress(sender);
+  try {
+    send_all(sender, options.report.timeout_s);
+  } catch (const std::invalid_argument&) {
+    print_totals(sender);  // what was sent before reading failed has been accepted all the same
+    throw;
   }
-  if (sender.shows_progress) std::cerr << "\r\x1b[K";
   print_totals(sender);
+  const std::uint64_t unanswered = sender.under_way.size();
   if (!sender.lost.empty()) {
     std::cerr << "vorbelctl: the connection to the report port "
               << endpoint(options.addresses.host, options.addresses.report_port) << " is lost: " << sender.lost << "; "
-              << sender.under_way.size() << " lines have no answer\n";
+              << counted(unanswered, "line") << (unanswered == 1 ? " has" : " have") << " no answer\n";
     return nobody_there;
   }
-  return sender.counts.refused + sender.counts.malformed + sender.under_way.size() == 0 ? all_well : something_amiss;
+  return sender.counts.refused + sender.counts.malformed + unanswered == 0 ? all_well : something_amiss;
 }
 
 }  // namespace vorbelctl

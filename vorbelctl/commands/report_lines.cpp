@@ -39,8 +39,11 @@ bool is_date(std::string_view text) {
   return text.size() == 8 && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
+// Whatever stands in a file that holds something else, its beginning tells enough.
 std::string quoted(std::string_view text) {
-  return "\"" + std::string(text) + "\"";
+  constexpr std::size_t most_shown = 40;
+  const bool cut = text.size() > most_shown;
+  return "\"" + std::string(text.substr(0, most_shown)) + (cut ? "...\"" : "\"");
 }
 
 // Splits a CSV row: fields may stand in double quotes, doubled inside them. Nothing when a quote is not closed.
@@ -73,7 +76,9 @@ std::string read_header(std::string_view row, CsvHeader& header) {
     if (found == column_names.end()) {
       return "this is neither a report line nor a CSV header: " + quoted((*names)[i]) + " is no column";
     }
-    header.at(static_cast<std::size_t>(found - column_names.begin())) = i;
+    auto& column = header.at(static_cast<std::size_t>(found - column_names.begin()));
+    if (column) return "the CSV header names the column " + quoted(*found) + " twice";
+    column = i;
   }
   for (const Column column : required) {
     if (!header.at(column)) return "the CSV header has no column " + quoted(column_names.at(column));
@@ -84,6 +89,12 @@ std::string read_header(std::string_view row, CsvHeader& header) {
 ReportLine report_of_row(const CsvHeader& header, std::string_view row, std::uint64_t now_ms) {
   const auto fields = split_csv(row);
   if (!fields) return {"", "a quote is not closed"};
+  // A number with a comma in it makes two cells: what stands in which column is not known any more.
+  const auto columns = static_cast<std::size_t>(
+      std::count_if(header.begin(), header.end(), [](const auto& column) { return column.has_value(); }));
+  if (fields->size() > columns) {
+    return {"", "the row has " + std::to_string(fields->size()) + " cells, the header " + std::to_string(columns)};
+  }
   std::string line = "T";
   for (std::size_t column = 0; column < column_count; ++column) {
     std::string value;
@@ -137,7 +148,8 @@ ReportLine read_report(ReportFormat& format, std::string_view line, std::uint64_
   if (line.empty()) return {};
   if (!format.decided) {
     const std::string wrong = decide(format, line);
-    if (!wrong.empty() || format.csv) return {"", wrong};
+    format.unknown = !wrong.empty();
+    if (format.unknown || format.csv) return {"", wrong};
   }
   if (format.csv) return report_of_row(*format.csv, line, now_ms);
   return {std::string(line), check_report(line)};

@@ -31,6 +31,7 @@ struct ReportLine {
 // What the lines of a file are; decided by its first line.
 struct ReportFormat {
   bool decided = false;
+  bool unknown = false;          // the first line is neither: nothing behind it can be read
   std::optional<CsvHeader> csv;  // empty: report lines as they are
 };
 

@@ -65,6 +65,37 @@ TEST(LineInput, GivesTheLastLineWithoutALineFeed) {
 
 TEST(LineInput, SaysWhenAFileCannotBeRead) {
   EXPECT_THROW(open_lines_of("/nowhere/at/all"), std::invalid_argument);
+  EXPECT_THROW(open_lines_of("/"), std::invalid_argument);
+}
+
+TEST(LineInput, DoesNotTakeAnErrorForTheEnd) {
+  LineInput input;
+  input.file = Socket(open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));  // can be opened, and never read
+  input.name = "trades.csv";
+  try {
+    read_more(input);
+    FAIL() << "no error";
+  } catch (const std::invalid_argument& problem) {
+    EXPECT_STREQ(problem.what(), "cannot read trades.csv: Is a directory");
+  }
+}
+
+TEST(LineInput, WaitsForAWriterThatHasNothingYet) {
+  Pipe pipe = make_pipe();
+  ASSERT_EQ(fcntl(pipe.input.file.descriptor, F_SETFL, O_NONBLOCK), 0);
+  read_more(pipe.input);
+  EXPECT_FALSE(is_at_end(pipe.input));
+  write_to(pipe, "one\n");
+  EXPECT_EQ(taken(pipe), "one");
+}
+
+TEST(LineInput, CanBeEndedEarly) {
+  Pipe pipe = make_pipe();
+  write_to(pipe, "one\ntwo\n");
+  EXPECT_EQ(taken(pipe), "one");
+  end_input(pipe.input);
+  EXPECT_TRUE(is_at_end(pipe.input));
+  EXPECT_EQ(taken(pipe), "-");
 }
 
 }  // namespace

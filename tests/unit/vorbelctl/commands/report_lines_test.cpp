@@ -84,6 +84,37 @@ TEST(Rows, SayWhatIsWrong) {
   EXPECT_EQ(lines[4].wrong, "the price \"x\" is no number");
 }
 
+TEST(Rows, HaveNoMoreCellsThanTheHeader) {
+  const auto lines = read_all({"cusip,price,quantity", "037833DT4,1,234.5,250000", "037833DT4,1,2,", "a,\"1\",2"});
+  EXPECT_EQ(lines[1].wrong, "the row has 4 cells, the header 3");
+  EXPECT_EQ(lines[1].text, "");
+  EXPECT_EQ(lines[2].wrong, "the row has 4 cells, the header 3");
+  EXPECT_EQ(lines[3].wrong, "");
+}
+
+TEST(Reasons, ShowOnlyTheBeginningOfAValue) {
+  const std::string begin(40, 'x');
+  EXPECT_EQ(read_all({begin})[0].wrong,
+            "this is neither a report line nor a CSV header: \"" + begin + "\" is no column");
+  EXPECT_EQ(check_report(with(3, begin + "y")), "the price \"" + begin + "...\" is no number");
+}
+
+TEST(Header, NamesEachColumnOnce) {
+  EXPECT_EQ(read_all({"cusip,price,quantity,price"})[0].wrong, "the CSV header names the column \"price\" twice");
+}
+
+TEST(Header, DecidesWhetherAnythingCanBeRead) {
+  ReportFormat format;
+  EXPECT_EQ(read_report(format, "", now_ms).wrong, "");
+  EXPECT_FALSE(format.unknown);
+  EXPECT_NE(read_report(format, "hello", now_ms).wrong, "");
+  EXPECT_TRUE(format.unknown);
+  format = {};
+  EXPECT_EQ(read_report(format, "cusip,price,quantity", now_ms).wrong, "");
+  EXPECT_NE(read_report(format, "a,b,c", now_ms).wrong, "");
+  EXPECT_FALSE(format.unknown);
+}
+
 TEST(Header, MustNameTheColumns) {
   EXPECT_EQ(read_all({"hello"})[0].wrong, "this is neither a report line nor a CSV header: \"hello\" is no column");
   EXPECT_EQ(read_all({"cusip,price"})[0].wrong, "the CSV header has no column \"quantity\"");
