@@ -1,7 +1,9 @@
 #include "vorbelctl/commands/doctor.h"
 
+#include <algorithm>
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 
 #include "common/clocks.h"
 #include "vorbelctl/commands/doctor_checks.h"
@@ -43,6 +45,24 @@ Finding check_control(const Addresses& addresses) {
   return {Verdict::note, "control", "nobody answers on " + where + "; a bench may run without a control port", ""};
 }
 
+// "vorbelctl listen" for this feed, with the addresses that differ from the usual ones.
+std::string listen_command(const Addresses& addresses) {
+  const Addresses usual;
+  std::string command = "vorbelctl listen";
+  if (addresses.group != usual.group) command += " --mcast " + addresses.group;
+  if (addresses.feed_port != usual.feed_port) command += " --port " + std::to_string(addresses.feed_port);
+  if (addresses.interface != usual.interface) command += " --iface " + addresses.interface;
+  return command;
+}
+
+// Names come from the network: one that could mean something to a shell makes no command.
+std::string listen_to_session(const Addresses& addresses, const std::string& session) {
+  const bool harmless = !session.empty() && std::all_of(session.begin(), session.end(), [](char c) {
+    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+  });
+  return harmless ? listen_command(addresses) + " --session '" + session + "'" : "";
+}
+
 // Nothing of our session has come: what that means depends on who else can be heard.
 Finding explain_silence(const Addresses& addresses, const Receiver& receiver) {
   const std::string check = "feed";
@@ -51,16 +71,20 @@ Finding explain_silence(const Addresses& addresses, const Receiver& receiver) {
     return {Verdict::problem, check,
             "the feed on " + where + " is of the session \"" + printable(receiver.foreign_session) + "\", not \"" +
                 addresses.session + "\"",
-            "vorbelctl listen --session '" + printable(receiver.foreign_session) + "'"};
+            listen_to_session(addresses, receiver.foreign_session)};
   }
   if (receiver.totals.malformed != 0) {
-    return {Verdict::problem, check, "what arrives on " + where + " is no feed", "vorbelctl listen, to see the bytes"};
+    return {Verdict::problem, check, "what arrives on " + where + " is no feed; listen shows the bytes",
+            listen_command(addresses)};
   }
   if (bench_answers(addresses)) {
     return {Verdict::problem, check,
             "a bench answers on its control port, but nothing arrives on " + where +
                 "; compare --mcast, --port and --iface with the first line that the bench printed",
             "tcpdump -i any -n udp port " + std::to_string(addresses.feed_port)};
+  }
+  if (addresses.control_port == 0) {
+    return {Verdict::problem, check, "nothing arrives on " + where + ": no bench runs here", "script/server"};
   }
   return {Verdict::problem, check, "nothing arrives on " + where + ", and no bench answers: it does not run here",
           "script/server"};
@@ -75,8 +99,8 @@ Finding check_feed(const Addresses& addresses, double seconds) {
     while (receiver.joined_at == 0 && vorbeld::monotonic_ms() < until_ms) pump(follower, 50);
     if (receiver.joined_at == 0) return explain_silence(addresses, receiver);
     return {Verdict::fine, "feed", "packets of the session " + addresses.session + " arrive", ""};
-  } catch (const std::exception& problem) {
-    return {Verdict::problem, "feed", problem.what(), ""};
+  } catch (const std::runtime_error& problem) {
+    return {Verdict::problem, "feed", reason_of(problem), ""};
   }
 }
 
@@ -97,24 +121,32 @@ void print_finding(const Options& options, const Finding& finding) {
   std::cout.flush();
 }
 
+// Runs one check after the other; one that cannot succeed because another has failed is left out, so that one cause is
+// one problem. Returns how many there are.
+std::uint64_t run_checks(const Options& options) {
+  const Addresses& addresses = options.addresses;
+  std::uint64_t problems = 0;
+  const auto passes = [&](const Finding& finding) {
+    print_finding(options, finding);
+    if (finding.verdict == Verdict::problem) ++problems;
+    return finding.verdict != Verdict::problem;
+  };
+  const bool joined =
+      passes(check_interface(addresses)) && passes(check_route(addresses)) && passes(check_membership(addresses));
+  if (joined) passes(check_probe(addresses));
+  passes(check_filters());
+  if (joined) passes(check_buffer(addresses));
+  passes(check_losses(addresses));
+  if (addresses.control_port != 0) passes(check_control(addresses));
+  if (joined) passes(check_feed(addresses, options.doctor.seconds));
+  return problems;
+}
+
 }  // namespace
 
 int run_doctor(const Options& options) {
-  const Addresses& addresses = options.addresses;
-  std::uint64_t problems = 0;
-  const auto report = [&](const Finding& finding) {
-    print_finding(options, finding);
-    if (finding.verdict == Verdict::problem) ++problems;
-  };
-  report(check_interface(addresses));
-  report(check_route(addresses));
-  report(check_membership(addresses));
-  report(check_probe(addresses));
-  report(check_filters());
-  report(check_buffer(addresses));
-  report(check_losses(addresses));
-  report(check_control(addresses));
-  report(check_feed(addresses, options.doctor.seconds));
+  for (const auto& address : {options.addresses.group, options.addresses.interface}) ipv4_number(address);
+  const std::uint64_t problems = run_checks(options);
   if (options.json) {
     std::cout << json_line({{"event", std::string("totals")}, {"problems", problems}}) << std::endl;
   } else if (!options.quiet) {

@@ -7,13 +7,14 @@
 #include <sys/socket.h>
 
 #include <array>
-#include <cerrno>
 #include <cstring>
 #include <exception>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
+#include <string_view>
 
 namespace vorbelctl {
 namespace {
@@ -45,35 +46,9 @@ std::vector<Interface> list_interfaces() {
   return interfaces;
 }
 
-sockaddr_in make_address(const std::string& host, std::uint16_t port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  inet_pton(AF_INET, host.c_str(), &address.sin_addr);
-  return address;
-}
-
-const sockaddr* as_any(const sockaddr_in& address) {
-  return reinterpret_cast<const sockaddr*>(&address);
-}
-
 bool is_multicast(const std::string& group) {
-  in_addr address{};
-  return inet_pton(AF_INET, group.c_str(), &address) == 1 && IN_MULTICAST(ntohl(address.s_addr));
-}
-
-// Sends where the bench on this machine would: out of the interface, looped back, not beyond the machine.
-Socket open_sender(const Addresses& addresses, std::uint16_t port) {
-  Socket sender(socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  const in_addr interface = make_address(addresses.interface, 0).sin_addr;
-  const unsigned char on = 1;
-  const unsigned char hops = 0;
-  setsockopt(sender.descriptor, IPPROTO_IP, IP_MULTICAST_IF, &interface, sizeof interface);
-  setsockopt(sender.descriptor, IPPROTO_IP, IP_MULTICAST_LOOP, &on, sizeof on);
-  setsockopt(sender.descriptor, IPPROTO_IP, IP_MULTICAST_TTL, &hops, sizeof hops);
-  const sockaddr_in group = make_address(addresses.group, port);
-  if (connect(sender.descriptor, as_any(group), sizeof group) != 0) return {};
-  return sender;
+  constexpr std::uint32_t leading_bits = 0xe;  // of the four that all groups share
+  return ipv4_number(group) >> 28U == leading_bits;
 }
 
 std::string device_name(const Addresses& addresses) {
@@ -83,12 +58,21 @@ std::string device_name(const Addresses& addresses) {
   return "lo";
 }
 
+std::string larger_buffers() {
+  return "sysctl -w net.core.rmem_max=" + std::to_string(wanted_buffer);
+}
+
 std::string read_file(const std::string& path) {
   std::ifstream file(path);
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
 }  // namespace
+
+std::string reason_of(const std::exception& problem) {
+  const std::string_view text = problem.what();
+  return std::string(text.substr(0, text.find("; ")));
+}
 
 Finding check_interface(const Addresses& addresses) {
   const std::string check = "interface";
@@ -109,21 +93,22 @@ Finding check_interface(const Addresses& addresses) {
   }
   return {Verdict::problem, check,
           "no interface has the address " + addresses.interface +
-              "; there are: " + (others.empty() ? "none that is up" : others),
-          others.empty() ? "ip link set lo up" : "ip -brief address; then choose one with --iface"};
+              "; there are: " + (others.empty() ? "none that is up" : others + "; choose one with --iface"),
+          others.empty() ? "ip link set lo up" : "ip -brief address"};
 }
 
 Finding check_route(const Addresses& addresses) {
   const std::string check = "route";
   if (!is_multicast(addresses.group)) {
     return {Verdict::problem, check,
-            addresses.group + " is no multicast group; those lie in 224.0.0.0 to 239.255.255.255",
-            "choose the bench's group with --mcast"};
+            addresses.group +
+                " is no multicast group; those lie in 224.0.0.0 to 239.255.255.255; choose the bench's with --mcast",
+            ""};
   }
-  if (open_sender(addresses, addresses.feed_port).descriptor < 0) {
-    return {Verdict::problem, check,
-            "there is no way to " + addresses.group + " from " + addresses.interface + ": " + std::strerror(errno),
-            "ip route add 224.0.0.0/4 dev " + device_name(addresses)};
+  try {
+    open_feed_sender(addresses);
+  } catch (const std::runtime_error& problem) {
+    return {Verdict::problem, check, reason_of(problem), "ip route add 224.0.0.0/4 dev " + device_name(addresses)};
   }
   return {Verdict::fine, check, addresses.group + " can be reached from " + addresses.interface, ""};
 }
@@ -132,8 +117,8 @@ Finding check_membership(const Addresses& addresses) {
   const std::string check = "membership";
   try {
     join_feed(addresses);
-  } catch (const std::exception& problem) {
-    return {Verdict::problem, check, problem.what(),
+  } catch (const std::runtime_error& problem) {
+    return {Verdict::problem, check, reason_of(problem),
             "ss -ulpn 'sport = :" + std::to_string(addresses.feed_port) + "'; sysctl net.ipv4.igmp_max_memberships"};
   }
   return {Verdict::fine, check, endpoint(addresses.group, addresses.feed_port) + " can be joined and listened on", ""};
@@ -149,7 +134,8 @@ Finding check_probe(const Addresses& addresses) {
     sockaddr_in bound{};
     socklen_t length = sizeof bound;
     getsockname(receiver.descriptor, reinterpret_cast<sockaddr*>(&bound), &length);
-    const Socket sender = open_sender(addresses, ntohs(bound.sin_port));
+    probed.feed_port = ntohs(bound.sin_port);
+    const Socket sender = open_feed_sender(probed);
     constexpr int patience_ms = 1000;
     came_back = send_datagram(sender, "probe") && wait_readable({&receiver}, patience_ms);
   } catch (const std::exception&) {
@@ -172,23 +158,22 @@ Finding check_filters() {
 }
 
 Finding check_buffer(const Addresses& addresses) {
-  constexpr int wanted = 4 << 20;
   constexpr int least = 208 << 10;  // what systems come with
   const std::string check = "buffer";
-  const std::string type = "sysctl -w net.core.rmem_max=" + std::to_string(wanted);
+  const std::string type = larger_buffers();
   int granted = 0;
   try {
     const Socket receiver = join_feed(addresses);
     socklen_t length = sizeof granted;
     getsockopt(receiver.descriptor, SOL_SOCKET, SO_RCVBUF, &granted, &length);
-  } catch (const std::exception& problem) {
-    return {Verdict::problem, check, problem.what(), ""};
+  } catch (const std::runtime_error& problem) {
+    return {Verdict::problem, check, reason_of(problem), ""};
   }
   granted /= 2;  // the system reports twice of what it was asked for, for its own bookkeeping
   const std::string says = "a receiver gets " + std::to_string(granted / 1024) + " KB for packets that wait";
-  if (granted >= wanted) return {Verdict::fine, check, says, ""};
+  if (granted >= wanted_buffer) return {Verdict::fine, check, says, ""};
   if (granted >= least)
-    return {Verdict::note, check, says + "; bursts fit better with " + std::to_string(wanted >> 10), type};
+    return {Verdict::note, check, says + "; bursts fit better with " + std::to_string(wanted_buffer >> 10), type};
   return {Verdict::problem, check, says + "; that is too little for a burst", type};
 }
 
@@ -209,8 +194,8 @@ Finding check_losses(const Addresses& addresses) {
   if (lost == 0) return {Verdict::fine, "losses", "no receiver on this port has lost a datagram", ""};
   return {Verdict::problem, "losses",
           "receivers on port " + std::to_string(addresses.feed_port) + " have lost " + std::to_string(lost) +
-              " datagrams: they read too slowly for their buffers",
-          "sysctl -w net.core.rmem_max=4194304; then let the receiver ask for it with SO_RCVBUF"};
+              " datagrams: they read too slowly for their buffers; allow larger ones, and let them ask with SO_RCVBUF",
+          larger_buffers()};
 }
 
 }  // namespace vorbelctl

@@ -1,8 +1,10 @@
 // What can stand between a bench and its receiver on this machine, looked at one thing at a time. Every check says in
-// plain words what it found and, where something is wrong, what to type. Changes nothing on the system.
+// plain words what it found and, where something is wrong, what to type. Addresses that are none are thrown as
+// std::invalid_argument. Changes nothing on the system.
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <string>
 
 #include "vorbelctl/handler/sockets.h"
@@ -19,8 +21,11 @@ struct Finding {
   Verdict verdict = Verdict::fine;
   std::string check;  // what was looked at, one word
   std::string says;
-  std::string type;  // a command that helps; empty: none is needed
+  std::string type;  // a command that helps, fit for a shell; empty: there is none
 };
+
+// What went wrong with a socket, without the advice: a check has its own, and the advice may be to run these checks.
+std::string reason_of(const std::exception& problem);
 
 // The interface with that address exists, is up, and takes multicast.
 Finding check_interface(const Addresses& addresses);

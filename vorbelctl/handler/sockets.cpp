@@ -60,8 +60,8 @@ bool set_option(const Socket& socket, int level, int name, const Option& value) 
 
 // A refusal only means that less is granted; how much was is asked for where it matters.
 void enlarge_buffer(const Socket& socket) {
-  constexpr int wanted = 4 << 20;
-  if (!set_option(socket, SOL_SOCKET, SO_RCVBUFFORCE, wanted)) set_option(socket, SOL_SOCKET, SO_RCVBUF, wanted);
+  if (set_option(socket, SOL_SOCKET, SO_RCVBUFFORCE, wanted_buffer)) return;
+  set_option(socket, SOL_SOCKET, SO_RCVBUF, wanted_buffer);
 }
 
 Socket open_towards(const std::string& host, std::uint16_t port, const std::string& door) {
@@ -101,6 +101,10 @@ std::string endpoint(const std::string& host, std::uint16_t port) {
   return host + ":" + std::to_string(port);
 }
 
+std::uint32_t ipv4_number(const std::string& text) {
+  return ntohl(parse_address(text).s_addr);
+}
+
 Socket join_feed(const Addresses& addresses) {
   Socket socket = open_socket(SOCK_DGRAM);
   set_option(socket, SOL_SOCKET, SO_REUSEADDR, 1);
@@ -117,6 +121,21 @@ Socket join_feed(const Addresses& addresses) {
   if (bind(socket.descriptor, as_any(address), sizeof address) != 0) {
     fail("cannot listen on the feed " + where,
          "see who has it with: ss -ulpn 'sport = :" + std::to_string(addresses.feed_port) + "'");
+  }
+  return socket;
+}
+
+Socket open_feed_sender(const Addresses& addresses) {
+  Socket socket = open_socket(SOCK_DGRAM);
+  const unsigned char on = 1;
+  const unsigned char hops = 0;
+  const sockaddr_in group = make_address(addresses.group, addresses.feed_port);
+  if (!set_option(socket, IPPROTO_IP, IP_MULTICAST_IF, parse_address(addresses.interface)) ||
+      !set_option(socket, IPPROTO_IP, IP_MULTICAST_LOOP, on) ||
+      !set_option(socket, IPPROTO_IP, IP_MULTICAST_TTL, hops) ||
+      connect(socket.descriptor, as_any(group), sizeof group) != 0) {
+    fail("there is no way to " + addresses.group + " from " + addresses.interface,
+         "check the route to multicast groups with: ip route");
   }
   return socket;
 }

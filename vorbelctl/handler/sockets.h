@@ -41,9 +41,18 @@ struct Addresses {
 // "address:port", as it stands in messages.
 std::string endpoint(const std::string& host, std::uint16_t port);
 
-// Joins the group on the interface and listens on the feed port beside whoever else does. The receive buffer is made as
-// large as the system allows, up to 4 MB.
+// The four numbers of an IPv4 address as one, the first in the highest byte. Throws std::invalid_argument.
+std::uint32_t ipv4_number(const std::string& text);
+
+// What a receive buffer is made as large as, where the system allows it.
+inline constexpr int wanted_buffer = 4 << 20;
+
+// Joins the group on the interface and listens on the feed port beside whoever else does, with a large buffer.
 Socket join_feed(const Addresses& addresses);
+
+// Sends to the feed's group and port as a bench on this machine does: out of the interface, looped back; what is sent
+// does not leave the machine.
+Socket open_feed_sender(const Addresses& addresses);
 
 // An unbound socket that sends to the retransmission port and takes answers from there alone.
 Socket open_requests(const Addresses& addresses);
