@@ -71,6 +71,16 @@ def test_completion_offers_control_commands_and_formats():
     assert completed("control", "drop", "") == set()
 
 
+def test_completion_offers_control_commands_behind_options():
+    verbs = completed("control", "")
+    assert completed("control", "--control-port", "42004", "") == verbs
+    assert completed("control", "--json", "d") == {"drop", "dup", "drop_every", "dup_every"}
+    assert completed("control", "--json", "--timeout", "5", "--quiet", "st") == {"stats", "stop"}
+    assert completed("control", "--", "st") == {"stats", "stop"}
+    assert completed("control", "--timeout", "") == set()
+    assert completed("control", "--json", "drop", "--timeout", "5", "") == set()
+
+
 def test_completion_offers_files_to_report(tmp_path):
     (tmp_path / "trades.csv").touch()
     assert completed("report", f"{tmp_path}/tr") == {f"{tmp_path}/trades.csv"}

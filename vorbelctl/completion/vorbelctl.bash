@@ -18,6 +18,25 @@ _vorbelctl_options() {
   esac
 }
 
+# Whether a word is an option that takes no value.
+_vorbelctl_is_flag() {
+  [[ $1 == --@(quiet|json|recover|until-end|offline|help) || $1 == -- ]]
+}
+
+# How many words stand between the command, the word number $1, and the one to be completed that are neither options nor
+# their values.
+_vorbelctl_arguments() {
+  local i count=0
+  for ((i = $1 + 1; i < COMP_CWORD; ++i)); do
+    if [[ ${COMP_WORDS[i]} != -* ]]; then
+      ((++count))
+    elif ! _vorbelctl_is_flag "${COMP_WORDS[i]}"; then
+      ((++i))
+    fi
+  done
+  echo "$count"
+}
+
 _vorbelctl() {
   local commands='control report listen fetch wait doctor watch audit'
   local verbs='pause resume drop dup reorder drop_every dup_every reorder_every rate cancel correct halt resume_halt
@@ -42,9 +61,9 @@ close mark stats stop'
     mapfile -t COMPREPLY < <(compgen -W "text json" -- "$word")
   elif [[ $before == --@(truth|tape|pcap|capture|html) ]]; then
     mapfile -t COMPREPLY < <(compgen -f -- "$word")
-  elif [[ $before == -* && $before != --@(quiet|json|recover|until-end|offline) ]]; then
+  elif [[ $before == -* ]] && ! _vorbelctl_is_flag "$before"; then
     return # a value that nobody can guess
-  elif [[ $command == control && $before == control ]]; then
+  elif [[ $command == control && $(_vorbelctl_arguments "$i") == 0 ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$verbs" -- "$word")
   elif [[ $command == report ]]; then
     mapfile -t COMPREPLY < <(compgen -f -- "$word")
