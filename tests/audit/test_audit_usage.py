@@ -38,7 +38,8 @@ def test_the_help_says_everything():
     (), ("--truth", "/nowhere/truth.jsonl"), ("--truth", "/"), ("--truth", __file__, "--tape", "/nowhere"),
     ("--truth", __file__, "--pcap", "/nowhere"), ("--truth", __file__, "--offline", "--pcap", __file__),
     ("--truth", __file__, "--offline", "--capture", __file__), ("--truth", __file__, "--capture", __file__, "--seconds", 1),
-    ("--truth", __file__, "--seconds", 0), ("--truth", __file__, "--from", 0), ("--truth", __file__, "--unknown")])
+    ("--truth", __file__, "--seconds", 0), ("--truth", __file__, "--from", 0),
+    ("--truth", __file__, "--offline", "--retrans-port", 0), ("--truth", __file__, "--unknown")])
 def test_a_wrong_use_is_status_2(words):
     status, output, errors = auditing.run_raw("audit", *words)
     assert (status, output) == (2, "")

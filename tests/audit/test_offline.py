@@ -63,4 +63,4 @@ def test_a_port_that_is_not_the_bench_s_is_told(launch, run):
         "audit", "--truth", bench.folder / "truth.jsonl", "--mcast", bench.doors.group, "--port", bench.doors.feed,
         "--retrans-port", run.doors.retrans, "--seconds", "0.5")
     assert status == 1
-    assert f"nothing came from the retransmission port 127.0.0.1:{run.doors.retrans}" in errors
+    assert f"nobody answers on the retransmission port 127.0.0.1:{run.doors.retrans}" in errors

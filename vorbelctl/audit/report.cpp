@@ -2,31 +2,14 @@
 
 #include <algorithm>
 
+#include "vorbelctl/handler/wording.h"
+
 namespace vorbelctl {
 namespace {
 
 constexpr std::size_t most_differences_shown = 20;
-constexpr std::size_t most_ranges_shown = 10;
 constexpr std::size_t name_width = 18;
 constexpr std::size_t figure_width = 12;
-
-std::string padded(std::string text, std::size_t width) {
-  if (text.size() < width) text.append(width - text.size(), ' ');
-  return text;
-}
-
-std::string padded_left(const std::string& text, std::size_t width) {
-  return std::string(text.size() < width ? width - text.size() : 0, ' ') + text;
-}
-
-std::string counted(std::uint64_t number, const std::string& one) {
-  return grouped(number) + " " + one + (number == 1 ? "" : "s");
-}
-
-std::string range_text(const Range& range) {
-  const std::string first = std::to_string(range.first);
-  return range.first == range.last ? first : first + "-" + std::to_string(range.last);
-}
 
 std::string row(const std::string& name, std::uint64_t figure, const std::string& remark) {
   return "  " + padded(name, name_width) + padded_left(grouped(figure), figure_width) +
@@ -64,13 +47,7 @@ std::string wire_rows(const AuditReport& report) {
 }
 
 std::string missing_lines(const AuditReport& report) {
-  const auto& missing = report.audit.missing;
-  std::string text;
-  for (std::size_t i = 0; i < std::min(missing.size(), most_ranges_shown); ++i) {
-    text += (i == 0 ? "missing: " : ", ") + range_text(missing[i]);
-  }
-  if (missing.size() > most_ranges_shown) text += ", ...";
-  return text.empty() ? text : "\n" + text + "\n";
+  return report.audit.missing.empty() ? "" : "\n" + missing_text(report.audit.missing) + "\n";
 }
 
 std::string difference_lines(const AuditReport& report) {
@@ -151,15 +128,6 @@ std::string_view source_name(AuditSource source) {
       return "capture";
   }
   return "";
-}
-
-std::string grouped(std::uint64_t number) {
-  std::string text = std::to_string(number);
-  for (std::size_t at = text.size(); at > 3;) {
-    at -= 3;
-    text.insert(at, 1, ',');
-  }
-  return text;
 }
 
 std::string verdict_text(const AuditReport& report) {

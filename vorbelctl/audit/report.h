@@ -45,9 +45,6 @@ std::string verdict_sentence(const AuditReport& report);
 // "feed", "retransmission", "pcap" or "capture".
 std::string_view source_name(AuditSource source);
 
-// 1,234,567
-std::string grouped(std::uint64_t number);
-
 // The verdict for people: a table of figures, then what is missing and what differs, each cut at a stated length.
 std::string verdict_text(const AuditReport& report);
 

@@ -9,6 +9,7 @@
 #include "vorbelctl/audit/capture.h"
 #include "vorbelctl/audit/report.h"
 #include "vorbelctl/commands/interrupt.h"
+#include "vorbelctl/commands/silence.h"
 #include "vorbelctl/handler/follow.h"
 #include "vorbelctl/handler/pcap_feed.h"
 #include "vorbelctl/page/page.h"
@@ -107,6 +108,10 @@ void audit_feed(AuditReport& report, const Options& options) {
   settle_gaps(audit, follower);
   settle_records(audit);
   report.totals = follower.receiver.totals;
+  // Nothing that was asked for came: then it is likely the port that is wrong, and not the bench.
+  if (missing_in_all(report) != 0 && report.totals.requests != 0 && report.totals.recovered == 0) {
+    std::cerr << "vorbelctl: " << no_retransmission(options.addresses, follower.requests_refused) << "\n";
+  }
 }
 
 // What the bench has sent beyond the file's last record, as far as one answer tells: it may have no record of it.
@@ -138,9 +143,7 @@ void audit_offline(AuditReport& report, const Options& options) {
     if (follower.requests_refused && audit.counts.fetched == 0) break;
   }
   if (audit.counts.fetched == 0) {
-    throw NoFeed{"nobody answers on the retransmission port " + report.where +
-                 "; is the bench running, with this "
-                 "--retrans-port?"};
+    throw NoFeed{no_retransmission(options.addresses, follower.requests_refused)};
   }
   report.ended_by = interrupted() ? "interrupt" : "end of input";
   if (!interrupted()) finish(follower.receiver, vorbeld::monotonic_ms());
@@ -221,14 +224,6 @@ void check_judged(const AuditReport& report) {
                report.where + ", so nothing was compared; see --from"};
 }
 
-// Nothing that was asked for came: then it is likely the port that is wrong, and not the bench.
-void note_silent_port(const AuditReport& report, const Addresses& addresses) {
-  const AuditCounts& counts = report.audit.counts;
-  if (report.totals.requests == 0 || missing_in_all(report) == 0 || counts.recovered + counts.fetched != 0) return;
-  std::cerr << "vorbelctl: nothing came from the retransmission port "
-            << endpoint(addresses.host, addresses.retrans_port) << "; is it the bench's? see --retrans-port\n";
-}
-
 // False, with a word on standard error, when the page could not be written.
 bool write_page(const AuditReport& report, const std::string& path) {
   std::ofstream file(path, std::ios::binary);
@@ -266,7 +261,6 @@ int run_audit(const Options& options) {
   }
   report.lasted_ms = elapsed_ms(begun_ms);
   std::cout << (options.json ? verdict_json(report) + "\n" : verdict_text(report)) << std::flush;
-  note_silent_port(report, options.addresses);
   if (!options.audit.html.empty() && !write_page(report, options.audit.html)) return wrong_usage;
   return is_equal(report) ? all_well : something_amiss;
 }

@@ -5,6 +5,7 @@
 #include "vorbelctl/commands/listing.h"
 #include "vorbelctl/commands/listing_text.h"
 #include "vorbelctl/commands/stats.h"
+#include "vorbelctl/handler/wording.h"
 
 namespace vorbelctl {
 namespace {

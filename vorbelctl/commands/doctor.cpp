@@ -7,10 +7,10 @@
 
 #include "common/clocks.h"
 #include "vorbelctl/commands/doctor_checks.h"
-#include "vorbelctl/commands/listing_text.h"
 #include "vorbelctl/commands/stats.h"
 #include "vorbelctl/handler/fields.h"
 #include "vorbelctl/handler/follow.h"
+#include "vorbelctl/handler/wording.h"
 
 namespace vorbelctl {
 namespace {

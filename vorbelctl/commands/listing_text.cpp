@@ -7,6 +7,7 @@
 
 #include "vorbelctl/commands/listing.h"
 #include "vorbelctl/handler/message.h"
+#include "vorbelctl/handler/wording.h"
 
 namespace vorbelctl {
 namespace {
@@ -135,14 +136,10 @@ std::string message_line(const Event& event, const Message& message) {
   return columns(event.first, kind_name(message.kind), line);
 }
 
-std::string range_text(std::uint64_t first, std::uint64_t last) {
-  return first == last ? std::to_string(first) : std::to_string(first) + " to " + std::to_string(last);
-}
-
 // An event that is no message, as "what" and "rest".
 std::pair<std::string_view, std::string> tidings(const Event& event) {
   const std::string range =
-      range_text(event.first, event.last) + " (" + counted(event.last - event.first + 1, "message") + ")";
+      range_text({event.first, event.last}) + " (" + counted(event.last - event.first + 1, "message") + ")";
   switch (event.kind) {
     case EventKind::joined:
       return {"joined", "the stream starts here"};
@@ -202,30 +199,12 @@ std::string event_text(const Event& event, bool colours) {
 }
 
 std::string totals_text(const ReceiverTotals& totals, const std::vector<Range>& missing) {
-  constexpr std::size_t most_ranges = 10;
-  std::string text = counted(totals.messages, "message") + ", " + counted(totals.packets, "packet") + " on the feed; " +
-                     counted(totals.gaps, "gap") + " of " + counted(totals.skipped, "message") + ": " +
-                     std::to_string(totals.late) + " late, " + std::to_string(totals.recovered) + " recovered, " +
-                     std::to_string(totals.missing) + " missing; " + counted(totals.duplicates, "duplicate") + "\n";
-  for (std::size_t i = 0; i < std::min(missing.size(), most_ranges); ++i) {
-    text += (i == 0 ? "missing: " : ", ") + range_text(missing[i].first, missing[i].last);
-  }
-  if (missing.size() > most_ranges) text += ", ...";
-  if (!missing.empty()) text += "\n";
-  return text;
-}
-
-std::string padded(std::string text, std::size_t width) {
-  if (text.size() < width) text.append(width - text.size(), ' ');
-  return text;
-}
-
-std::string padded_left(const std::string& text, std::size_t width) {
-  return std::string(text.size() < width ? width - text.size() : 0, ' ') + text;
-}
-
-std::string counted(std::uint64_t count, const std::string& what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+  const std::string text = counted(totals.messages, "message") + ", " + counted(totals.packets, "packet") +
+                           " on the feed; " + counted(totals.gaps, "gap") + " of " +
+                           counted(totals.skipped, "message") + ": " + grouped(totals.late) + " late, " +
+                           grouped(totals.recovered) + " recovered, " + grouped(totals.missing) + " missing; " +
+                           counted(totals.duplicates, "duplicate") + "\n";
+  return missing.empty() ? text : text + missing_text(missing) + "\n";
 }
 
 bool wants_colours() {

@@ -17,13 +17,6 @@ std::string event_text(const Event& event, bool colours);
 // The totals in a line, and in a second one the ranges that are missing, at most ten of them.
 std::string totals_text(const ReceiverTotals& totals, const std::vector<Range>& missing);
 
-// The text with blanks behind it, or before it, up to the width; a longer one stays as it is.
-std::string padded(std::string text, std::size_t width);
-std::string padded_left(const std::string& text, std::size_t width);
-
-// "1 message", "2 messages".
-std::string counted(std::uint64_t count, const std::string& what);
-
 // True when standard output is a terminal that wants colours (NO_COLOR is not set).
 bool wants_colours();
 

@@ -161,7 +161,8 @@ void add_command(CLI::App& app, const CommandHelp& help, Options& options) {
 // What is wrong with options that are right each by itself; empty: nothing.
 std::string check_together(const Options& options) {
   const bool recovers = (options.command == "listen" && (options.listen.recover || options.listen.from != 0)) ||
-                        (options.command == "watch" && options.watch.recover);
+                        (options.command == "watch" && options.watch.recover) ||
+                        (options.command == "audit" && options.audit.offline);
   if (recovers && options.addresses.retrans_port == 0) {
     return "recovery needs a retransmission port; give it with --retrans-port";
   }

@@ -15,9 +15,9 @@
 #include "common/clocks.h"
 #include "vorbelctl/commands/interrupt.h"
 #include "vorbelctl/commands/line_input.h"
-#include "vorbelctl/commands/listing_text.h"
 #include "vorbelctl/commands/report_lines.h"
 #include "vorbelctl/handler/fields.h"
+#include "vorbelctl/handler/wording.h"
 
 namespace vorbelctl {
 namespace {

@@ -1,6 +1,5 @@
 #include "vorbelctl/handler/pcap_feed.h"
 
-#include <arpa/inet.h>
 #include <pcap/pcap.h>
 
 #include <algorithm>
@@ -148,17 +147,10 @@ const Link& find_link(pcap_t* capture, const std::string& path) {
                               ", which is not understood; capture on Ethernet, loopback, any or raw IP");
 }
 
-std::uint32_t address_number(const std::string& text) {
-  in_addr address{};
-  if (inet_pton(AF_INET, text.c_str(), &address) != 1)
-    throw std::invalid_argument("\"" + text + "\" is no IPv4 address");
-  return ntohl(address.s_addr);
-}
-
 }  // namespace
 
 PcapTotals read_pcap(const std::string& path, const Addresses& addresses, const TakeDatagram& take) {
-  const std::uint32_t group = address_number(addresses.group);
+  const std::uint32_t group = ipv4_number(addresses.group);
   const Capture capture = open_capture(path);
   const Link& link = find_link(capture.get(), path);
   PcapTotals totals;

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "vorbelctl/audit/report.h"
+#include "vorbelctl/handler/wording.h"
 #include "vorbelctl/page/text.h"
 
 namespace vorbelctl::page {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "vorbelctl/handler/wording.h"
 #include "vorbelctl/page/charts.h"
 #include "vorbelctl/page/style.h"
 #include "vorbelctl/page/text.h"
