@@ -116,6 +116,16 @@ def test_lines_that_come_with_the_close_are_lost(launch):
     harness.stop(bench)
 
 
+def test_reporters_are_accepted_and_served_before_a_command_of_the_same_pass(launch):
+    bench = launch()
+    with probe.frozen(bench):
+        for _ in range(3):
+            reports.send_lines(harness.open_reporter(bench), reports.report_line())
+        control.send_raw(bench.control, b"cancel 9")
+    assert control.read_reply(bench.control) == "cancelled 3"
+    harness.stop(bench)
+
+
 def test_a_connection_that_comes_and_goes_in_one_pass_counts(launch):
     bench = launch()
     with probe.frozen(bench):
@@ -189,6 +199,18 @@ def test_every_second_report_is_cancelled_after_three_seconds(launch):
     for cancel, trade in ((8, 4), (9, 6)):
         harness.assert_lasted(bench, times[trade], times[cancel], 3)
     assert verify.compare_truth(found, harness.truth_lines(bench)) == []
+
+
+def test_the_hook_counts_reports_and_not_trade_ids(launch):
+    bench = launch("--scenario", "cancel_every=2")
+    reporter = harness.open_reporter(bench)
+    assert reports.report(reporter) == 1
+    assert control.command(bench.control, "correct") == "corrected 1"
+    assert reports.report(reporter) == 3
+    receiver.wait_for_sequence(bench.feed, 6, harness.bound(8))
+    harness.stop(bench)
+    found = receiver.messages(bench.feed)
+    assert (found[6].kind, found[6]["orig_id"]) == ("T/N", "0000003")
 
 
 def test_generated_trades_count_for_the_hook(launch):

@@ -36,6 +36,7 @@ TEST(DropBurst, IsOnePacketLongWithoutALength) {
 TEST(DropBurst, ReadsNumbersLikeTheOtherOptions) {
   EXPECT_EQ(burst_of("70x: 2y"), Burst(70, 2));
   EXPECT_EQ(burst_of("100:2:3"), Burst(100, 2));
+  EXPECT_EQ(burst_of("011:010"), Burst(11, 10));
   EXPECT_EQ(burst_of("-1:-1"), Burst(18'446'744'073'709'551'615U, 4'294'967'295U));
   EXPECT_EQ(burst_of("100:4294967297"), Burst(100, 1));
 }

@@ -204,6 +204,27 @@ TEST(Loop, KeepsTheTradesComing) {
   EXPECT_EQ(kinds_of(packets), (Kinds{"TM", "TM", "TM", "TM", "TM"}));
 }
 
+TEST(Loop, SendsAHeartbeatOnlyWhenThePassHasSentNothing) {
+  LoopBench loop;
+  loop.run.publisher.last_send_ms = 0;  // a heartbeat is due, and so is a trade
+  loop.run.flow.rate_ms = 1;
+  std::vector<std::string> packets;
+  run_beside(loop,
+             [&] { packets = packets_until(loop, [](std::string_view packet) { return carries(packet, "TM"); }); });
+  EXPECT_EQ(kinds_of(packets), (Kinds{"TM"}));
+  EXPECT_EQ(loop.run.publisher.heartbeats, 0U);
+}
+
+TEST(Loop, DoesNothingMoreWhenTheDrainIsOver) {
+  LoopBench loop;
+  loop.run.engine.universe.bonds.resize(1);
+  loop.run.timers.stop_deadline_ms = 1;  // long past
+  loop.run.scenario.halt_after_s = 1;    // due
+  loop.run.timers.start_ms -= 1'000;
+  console_of([&] { run_loop(loop.run); });
+  EXPECT_EQ(loop.run.publisher.messages, 0U);
+}
+
 TEST(Loop, AnswersReportersThatComeAndGo) {
   LoopBench loop;
   const ClaimedPort port = claim_port();

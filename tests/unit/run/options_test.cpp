@@ -150,6 +150,8 @@ TEST_P(NumberOptions, AreReadAndCutTo32Bits) {
   EXPECT_EQ(number("25"), 25U);
   EXPECT_EQ(number("25ms"), 25U);
   EXPECT_EQ(number(" 25"), 25U);
+  EXPECT_EQ(number("010"), 10U);
+  EXPECT_EQ(number("0x10"), 0U);
   EXPECT_EQ(number("-1"), 4'294'967'295U);
   EXPECT_EQ(number("4294967295"), 4'294'967'295U);
   EXPECT_EQ(number("4294967298"), 2U);

@@ -109,6 +109,8 @@ TEST(Scenario, ReadsAValueUpToTheFirstCharacterThatIsNoneOfIt) {
   EXPECT_EQ(value(" 10"), 10U);
   EXPECT_EQ(value("+10"), 10U);
   EXPECT_EQ(value("10=20"), 10U);
+  EXPECT_EQ(value("010"), 10U);
+  EXPECT_EQ(value("0x10"), 0U);
   EXPECT_EQ(value("-1"), 4'294'967'295U);
   EXPECT_EQ(value("4294967299"), 3U);
 }

@@ -97,11 +97,11 @@ TEST(CancelCommand, IsRefusedAfterTheClose) {
 
 TEST(CorrectCommand, RaisesThePriceAndKeepsTheQuantity) {
   ServiceBench bench;
-  send_trade(bench, 99.999, 7000);
+  send_trade(bench, 99.999, 7000.55);
   EXPECT_EQ(reply_to(bench, "correct"), "corrected 1");
   EXPECT_EQ(cancelled_trades(bench), Trades{1});
   EXPECT_EQ(record_of(bench, 2).price, 100.199);
-  EXPECT_EQ(record_of(bench, 2).quantity, 7000.0);
+  EXPECT_EQ(record_of(bench, 2).quantity, 7000.55);
   EXPECT_EQ(bench.engine.counters.corrections, 1U);
   EXPECT_EQ(sent_messages(bench.feed).at(1).substr(0, 9), "TO0000002");
 }

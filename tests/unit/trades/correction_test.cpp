@@ -59,6 +59,7 @@ TEST(Correction, SendsItsMessage) {
 TEST(Correction, KeepsAReplacementUnderANewId) {
   EngineBench bench;
   disseminate_trade(bench.engine, rich_trade());
+  record_of(bench, 1).report_s = noon_s;  // long before
   const std::uint64_t before_s = wall_ms() / 1000;
   correct_trade(bench.engine, 1, 77, 6'000'000);
   EXPECT_EQ(newest_trade(bench.engine.trades), 2U);

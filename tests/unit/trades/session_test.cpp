@@ -80,6 +80,14 @@ TEST(SummaryMessage, HasATruthRecordWithTheWholePrices) {
   EXPECT_EQ(last_message(bench).substr(115, 11), "0000.000000");
 }
 
+TEST(SummaryMessage, HasTheCusipUnescapedInItsTruthRecord) {
+  EngineBench bench;
+  open_truth(bench);
+  apple_of(bench).cusip = R"(A"B\C)";
+  disseminate_summary(bench.engine, apple_of(bench));
+  EXPECT_TRUE(last_truth(bench).find(R"("cusip":"A"B\C","symbol")") != std::string::npos) << last_truth(bench);
+}
+
 TEST(SummaryMessage, PrintsNothing) {
   EngineBench bench;
   bench.engine.quiet = false;

@@ -138,5 +138,16 @@ TEST(Tape, ThatFailedTakesNoMoreLines) {
   EXPECT_EQ(truth_lines(bench).size(), 2U);
 }
 
+TEST(Tape, IsWrittenBehindTheTruthRecord) {
+  EngineBench bench;
+  open_truth(bench);
+  open_lines(bench.engine.tape, bench.folder.path / "truth");  // one file for both shows the order
+  disseminate_trade(bench.engine, plain_trade());
+  const auto lines = truth_lines(bench);
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_TRUE(contains(lines[0], R"("event":"trade")")) << lines[0];
+  EXPECT_TRUE(contains(lines[1], R"("venue":"ATS1")")) << lines[1];
+}
+
 }  // namespace
 }  // namespace vorbeld
