@@ -95,7 +95,7 @@ std::optional<Datagram> open_ip(std::string_view bytes) {
   constexpr char udp = 17;
   constexpr std::uint16_t fragment_bits = 0x3fff;  // more fragments follow, or this is not the first
   if (bytes.size() < 20 || (static_cast<unsigned char>(bytes[0]) >> 4U) != 4) return {};
-  const std::size_t header = (static_cast<unsigned char>(bytes[0]) & 0xfU) * 4U;
+  const std::size_t header = std::size_t{4} * (static_cast<unsigned char>(bytes[0]) & 0xfU);
   if (header < 20 || bytes.size() < header + 8) return {};
   if (bytes[9] != udp || (u16_at(bytes, 6) & fragment_bits) != 0) return {};
   Datagram datagram;

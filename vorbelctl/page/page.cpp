@@ -207,8 +207,8 @@ std::string faults_part(const AuditReport& report) {
   if (history.faults.empty()) return html + "<p class=\"note\">None.</p></section>";
   std::vector<Fault> faults = history.faults;
   std::stable_sort(faults.begin(), faults.end(), [](const Fault& a, const Fault& b) { return a.at_ms < b.at_ms; });
-  std::vector<std::string> rows;
-  for (const Fault& fault : faults) rows.push_back(fault_row(fault));
+  std::vector<std::string> rows(faults.size());
+  std::transform(faults.begin(), faults.end(), rows.begin(), fault_row);
   html += "<p class=\"note\"><span data-key=\"faults\">" + grouped(history.faults_total) + "</span> in all";
   if (history.faults_total > rows.size()) html += ", of which the first " + grouped(rows.size());
   html += "; the longest gap stayed open for " + page::duration(history.longest_open_ms) + ".</p>";
