@@ -37,7 +37,7 @@ void expect_description(Message& expected, const FieldList& found, BondNames& na
 
 // A reversed trade is two days old.
 void expect_reversed_date(Message& expected, const FieldList& found, std::int64_t sent_s) {
-  constexpr std::int64_t age_s = 2 * 86400;
+  constexpr std::int64_t age_s = std::int64_t{2} * 86400;
   const std::string* const said = text_field(found, "reversed_date");
   if (expected.terms.as_of != 'R' || said == nullptr) return;
   // The trade was made up to a second before the message.
