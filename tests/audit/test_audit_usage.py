@@ -116,3 +116,10 @@ def test_a_sequence_number_that_is_none_is_found(run, beliefs, tmp_path, number)
     status, output, _ = auditing.run_raw(*audit_words(run, "--capture", path))
     assert status == 1
     assert re.search(r'^#7 +seq +order a sequence number +capture \{"seq":', output, re.M), output
+
+
+def test_lines_of_other_events_may_have_any_number(run, beliefs, tmp_path):
+    path = tmp_path / "chatty.jsonl"
+    path.write_text('{"seq": null, "event": "log"}\n' + beliefs.read_text(encoding="utf-8"), encoding="utf-8")
+    status, output, _ = auditing.run_raw(*audit_words(run, "--capture", path))
+    assert status == 0, output

@@ -60,7 +60,10 @@ Entry sort_fields(FieldList&& fields) {
       entry.heard.fields.push_back({std::move(name), std::move(value)});
     }
   }
-  if (!of_a_message) entry.sequence.reset();
+  if (!of_a_message) {
+    entry.sequence.reset();
+    entry.wrong_sequence.clear();
+  }
   if (const std::string* const cusip = text_field(entry.heard.book, "cusip")) entry.cusip_of_book = *cusip;
   return entry;
 }
