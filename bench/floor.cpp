@@ -21,13 +21,13 @@
 #include <utility>
 #include <vector>
 
-#include "btds/layout.h"
+#include "btds/message_table.h"
 #include "common/big_endian.h"
 #include "common/clocks.h"
 #include "common/line_file.h"
 #include "feed/publisher.h"
-#include "run/options.h"
-#include "run/sockets.h"
+#include "run/configuration.h"
+#include "run/start.h"
 
 namespace vorbeld {
 namespace {
@@ -57,24 +57,26 @@ constexpr std::string_view correction_truth =
     "\n";
 constexpr std::string_view report_reply = "A 0000001\n";
 
-constexpr std::size_t trade_block_length = mold::block_prefix + layout::trade::length;
+constexpr std::size_t trade_block_length = mold::block_prefix + layout::trade.length;
 
 // What a kind of amendment command makes per trade.
-struct Amendment {
+struct CannedAmendment {
   std::string_view command;
   std::string_view reply;
   std::size_t packet_length;
   std::string_view truth;
 };
 constexpr std::array amendments{
-    Amendment{"cancel ", "cancelled ", mold::header_length + mold::block_prefix + layout::cancel::length, cancel_truth},
-    Amendment{"correct ", "corrected ", mold::header_length + mold::block_prefix + layout::correction::length,
-              correction_truth},
+    CannedAmendment{"cancel ", "cancelled ", mold::header_length + mold::block_prefix + layout::cancel.length,
+                    cancel_truth},
+    CannedAmendment{"correct ", "corrected ", mold::header_length + mold::block_prefix + layout::correction.length,
+                    correction_truth},
 };
 
 struct Floor {
-  MoldPublisher publisher;  // for its two sockets and the group's address; numbers and stores nothing
+  MoldPublisher publisher;  // for its socket and the group's address; numbers and stores nothing
   int listener = -1;
+  int retransmissions = -1;
   int control = -1;
   std::vector<int> connections;
   LineFile truth;
@@ -163,8 +165,8 @@ void answer_request(Floor& floor, std::span<const char> request, const sockaddr_
     const std::uint16_t count = std::min(left, messages_a_packet);
     put_u64(floor.packet.data() + mold::sequence_at, sequence);
     put_u16(floor.packet.data() + mold::count_at, count);
-    sendto(floor.publisher.retransmission_socket, floor.packet.data(), mold::header_length + count * trade_block_length,
-           0, reinterpret_cast<const sockaddr*>(&sender), sender_length);
+    sendto(floor.retransmissions, floor.packet.data(), mold::header_length + count * trade_block_length, 0,
+           reinterpret_cast<const sockaddr*>(&sender), sender_length);
     sequence += count;
     left = static_cast<std::uint16_t>(left - count);
   }
@@ -174,13 +176,13 @@ void serve_retransmissions(Floor& floor) {
   std::array<char, 64> datagram;
   sockaddr_in sender{};
   socklen_t length = sizeof sender;
-  while (recvfrom(floor.publisher.retransmission_socket, datagram.data(), datagram.size(), 0,
-                  reinterpret_cast<sockaddr*>(&sender), &length) >= static_cast<ssize_t>(mold::header_length)) {
+  while (recvfrom(floor.retransmissions, datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr*>(&sender),
+                  &length) >= static_cast<ssize_t>(mold::header_length)) {
     answer_request(floor, datagram, sender, length);
   }
 }
 
-std::string amend(Floor& floor, const Amendment& amendment, std::string_view times) {
+std::string amend(Floor& floor, const CannedAmendment& amendment, std::string_view times) {
   std::uint32_t count = 0;
   std::from_chars(times.data(), times.data() + times.size(), count);
   for (std::uint32_t i = 0; i < count; ++i) {
@@ -193,7 +195,7 @@ std::string amend(Floor& floor, const Amendment& amendment, std::string_view tim
 }
 
 std::string run_command(Floor& floor, std::string_view command) {
-  for (const Amendment& amendment : amendments) {
+  for (const CannedAmendment& amendment : amendments) {
     if (command.starts_with(amendment.command))
       return amend(floor, amendment, command.substr(amendment.command.size()));
   }
@@ -230,12 +232,12 @@ void wait_for_work(const Floor& floor, std::vector<pollfd>& descriptors) {
 
 bool open_floor(Floor& floor, const BenchOptions& options) {
   open_feed(floor.publisher, options.group, options.feed_port, options.interface);
-  floor.publisher.retransmission_socket = open_retransmission_socket(options.retransmission_port);
+  floor.retransmissions = open_retransmission_socket(options.retransmission_port);
   if (!options.tape_path.empty()) open_lines(floor.tape, options.tape_path);
   if (!options.truth_path.empty()) open_lines(floor.truth, options.truth_path);
   floor.listener = open_report_listener(options.report_port);
   if (options.control_port != 0) floor.control = open_control_socket(options.control_port);
-  return floor.publisher.retransmission_socket >= 0 && floor.listener >= 0;
+  return floor.retransmissions >= 0 && floor.listener >= 0;
 }
 
 void run_floor(Floor& floor) {

@@ -63,7 +63,7 @@ BENCHMARK(whole_trade)->Apply(sized_by_history);
 // The newest trade each time, as the control port's "cancel" does.
 void cancel_newest(benchmark::State& state) {
   const std::unique_ptr<Bench> bench = bench_of(state);
-  while (state.KeepRunning()) cancel_trade(bench->engine, latest_amendable(bench->engine));
+  while (state.KeepRunning()) cancel_trade(bench->engine, latest_amendable(bench->engine.trades));
   show_prints(state, *bench, state.range(0) - amendments);
 }
 BENCHMARK(cancel_newest)->Apply(sized_by_history);
@@ -81,7 +81,7 @@ BENCHMARK(cancel_scattered)->Apply(sized_by_history);
 
 void correct_newest(benchmark::State& state) {
   const std::unique_ptr<Bench> bench = bench_of(state);
-  while (state.KeepRunning()) correct_trade(bench->engine, latest_amendable(bench->engine), 100.25, 500'000);
+  while (state.KeepRunning()) correct_trade(bench->engine, latest_amendable(bench->engine.trades), 100.25, 500'000);
   show_prints(state, *bench, state.range(0));
 }
 BENCHMARK(correct_newest)->Apply(sized_by_history);

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "bench/micro_input.h"
-#include "common/fixed_point.h"
+#include "common/numbers.h"
 
 namespace vorbeld {
 namespace {

@@ -9,7 +9,7 @@
 
 #include "feed/publisher.h"
 #include "trades/engine.h"
-#include "trades/trade_input.h"
+#include "trades/trade_index.h"
 
 namespace vorbeld {
 

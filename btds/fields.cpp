@@ -4,8 +4,7 @@
 #include <cmath>
 
 #include "btds/local_time.h"
-#include "common/digits.h"
-#include "common/fixed_point.h"
+#include "common/numbers.h"
 
 namespace vorbeld {
 namespace {
@@ -55,24 +54,23 @@ void put_date_time_field(std::span<char> block, Field field, std::int64_t utc_s)
   put_date_time(field_bytes(block, field).first<14>(), utc_s);
 }
 
-void put_header(std::span<char> message, char category, char type, std::optional<std::uint64_t> trade_id,
-                std::int64_t now_s) {
-  put_char(message, layout::header::category, category);
-  put_char(message, layout::header::type, type);
+void put_header(std::span<char> message, Kind kind, std::optional<std::uint64_t> trade_id, std::int64_t now_s) {
+  put_char(message, layout::header["category"], row_of(kind).category);
+  put_char(message, layout::header["type"], type_of(kind));
   if (trade_id) {
-    put_counter(message, layout::header::trade_id, *trade_id);
+    put_counter(message, layout::header["trade_id"], *trade_id);
   } else {
-    put_text(message, layout::header::trade_id, "");
+    put_text(message, layout::header["trade_id"], "");
   }
-  put_char(message, layout::header::origin, 'O');
-  put_date_time_field(message, layout::header::sent_at, now_s);
+  put_char(message, layout::header["origin"], 'O');
+  put_date_time_field(message, layout::header["sent_at"], now_s);
 }
 
 void put_bond(std::span<char> message, const BondNames& names) {
-  put_text(message, layout::bond::symbol, names.symbol);
-  put_text(message, layout::bond::cusip, names.cusip);
-  put_text(message, layout::bond::short_name, names.short_name);
-  put_text(message, layout::bond::sub_product, names.sub_product);
+  put_text(message, layout::bond["symbol"], names.symbol);
+  put_text(message, layout::bond["cusip"], names.cusip);
+  put_text(message, layout::bond["short_name"], names.short_name);
+  put_text(message, layout::bond["sub_product"], names.sub_product);
 }
 
 }  // namespace vorbeld

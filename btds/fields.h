@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-#include "btds/layout.h"
+#include "btds/message_table.h"
 
 namespace vorbeld {
 
@@ -37,9 +37,9 @@ void put_date_field(std::span<char> block, Field field, std::int64_t utc_s);
 // The local date and time of a UTC instant in seconds as YYYYMMDDhhmmss.
 void put_date_time_field(std::span<char> block, Field field, std::int64_t utc_s);
 
-// The common header; `trade_id` only in T/M and T/O messages, blank otherwise. `now_s` is the dissemination time.
-void put_header(std::span<char> message, char category, char type, std::optional<std::uint64_t> trade_id,
-                std::int64_t now_s);
+// The common header; `trade_id` only in T/M and T/O messages, blank otherwise. `now_s` is the dissemination time. Of a
+// control message, the code is still to be put in place of the type.
+void put_header(std::span<char> message, Kind kind, std::optional<std::uint64_t> trade_id, std::int64_t now_s);
 
 // What messages say of a bond; the views live as long as the bond is unchanged.
 struct BondNames {

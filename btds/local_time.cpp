@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdio>
 
-#include "common/digits.h"
+#include "common/numbers.h"
 
 namespace vorbeld {
 namespace {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <span>
 
-#include "btds/layout.h"
+#include "btds/message_table.h"
 
 namespace vorbeld {
 
@@ -29,7 +29,7 @@ inline std::optional<double> sent_yield(const DayPrices& prices, double yield) {
 char change_indicator(const DayPrices& now, const DayPrices& previous);
 
 // Writes the block: the prices `now` and which of them differ from `previous`.
-void encode_price_change(std::span<char, layout::price_change::length> block, const DayPrices& now,
+void encode_price_change(std::span<char, layout::price_change.length> block, const DayPrices& now,
                          const DayPrices& previous);
 
 }  // namespace vorbeld

@@ -8,11 +8,11 @@
 #include <span>
 #include <string_view>
 
-#include "btds/layout.h"
+#include "btds/message_table.h"
 
 namespace vorbeld {
 
-using TradeBody = std::array<char, layout::trade_body::length>;
+using TradeBody = std::array<char, layout::trade_body.length>;
 
 // What a trade block says. The one-character attributes are blank (a space) where they do not apply.
 struct TradeTerms {
@@ -45,15 +45,12 @@ inline bool exceeds_cap(double quantity, bool high_yield) {
 
 // Writes the quantity indicator, the quantity or its cap text, the price and the yield (blank: none is sent), the part
 // of a block in which a correction differs from the trade that it corrects.
-void encode_amounts(std::span<char, layout::trade_body::length> block, bool high_yield, double price, double quantity,
+void encode_amounts(std::span<char, layout::trade_body.length> block, bool high_yield, double price, double quantity,
                     std::optional<double> yield);
 
 // Writes the whole block.
-void encode_trade_block(std::span<char, layout::trade_body::length> block, bool high_yield, const TradeTerms& terms,
+void encode_trade_block(std::span<char, layout::trade_body.length> block, bool high_yield, const TradeTerms& terms,
                         std::optional<double> yield);
-
-// A copy of the block in a message.
-TradeBody copy_body(std::span<const char> message, Field body);
 
 // One character of a body, and the text of a wider field; the view lives as long as the body.
 inline char body_char(const TradeBody& body, Field field) {

@@ -1,9 +1,11 @@
 #include "common/line_file.h"
 
 #include <fcntl.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 
 namespace vorbeld {
 

@@ -1,16 +1,14 @@
 #include "common/text_line.h"
 
 #include <algorithm>
-#include <bit>
-#include <span>
 
-#include "common/digits.h"
-#include "common/fixed_point.h"
+#include "common/numbers.h"
 
 namespace vorbeld {
 namespace {
 
 constexpr std::size_t most_decimal_digits = powers_of_ten.size();
+
 }  // namespace
 
 std::size_t room_for(Decimal /*piece*/) {
@@ -46,18 +44,8 @@ char* put_piece(char* at, Escaped piece) {
   return at;
 }
 
-char* put_number(char* at, Fixed piece, KnownNumbers& numbers) {
-  constexpr std::uint64_t spread = 0x9e37'79b9'7f4a'7c15;  // 2^64 divided by the golden ratio
-  const auto bits = std::bit_cast<std::uint64_t>(piece.value);
-  KnownNumbers::Known& known = numbers.known[(bits + piece.decimals) * spread >> 58U];
-  if (known.bits != bits || known.decimals != piece.decimals || known.length == 0) {
-    known.bits = bits;
-    known.decimals = static_cast<std::uint32_t>(piece.decimals);
-    const std::span<char> text(known.text.data(), fixed_characters);
-    known.length = static_cast<std::uint32_t>(put_fixed(text, piece.value, 0, piece.decimals));
-  }
-  std::memcpy(at, known.text.data(), known.text.size());  // all of it, which is cheaper than to the length
-  return at + known.length;
+char* put_piece(char* at, Fixed piece) {
+  return at + put_fixed({at, fixed_characters}, piece.value, 0, piece.decimals);
 }
 
 }  // namespace vorbeld

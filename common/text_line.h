@@ -2,7 +2,6 @@
 // all pieces of a call, then each writes itself behind the one before; the JSON lines of a trade consist of some sixty.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -29,18 +28,6 @@ struct Fixed {
 };
 inline constexpr std::size_t fixed_characters = 31;
 
-// Texts of Fixed pieces written before. The lines of a feed repeat their numbers: a trade's price stands in its record,
-// as the last price, and on the tape, and the day's high and low in every record until they move.
-struct KnownNumbers {
-  struct Known {
-    std::uint64_t bits = 0;  // of the value
-    std::uint32_t decimals = 0;
-    std::uint32_t length = 0;  // of the text; 0: nothing known
-    std::array<char, fixed_characters + 1> text{};
-  };
-  std::array<Known, 64> known{};  // by a hash of the value; a later one takes the place of an earlier one
-};
-
 // A text with a backslash before every double quote and backslash; all other bytes, control characters too, unchanged.
 struct Escaped {
   std::string_view text;
@@ -60,7 +47,7 @@ inline std::size_t room_for(std::string_view piece) {
 std::size_t room_for(Decimal piece);
 std::size_t room_for(TradeId piece);
 inline std::size_t room_for(Fixed /*piece*/) {
-  return sizeof(KnownNumbers::Known::text);
+  return fixed_characters;
 }
 std::size_t room_for(Escaped piece);
 
@@ -81,22 +68,13 @@ inline char* put_piece(char* at, std::string_view piece) {
 char* put_piece(char* at, Decimal piece);
 char* put_piece(char* at, TradeId piece);
 char* put_piece(char* at, Escaped piece);
-char* put_number(char* at, Fixed piece, KnownNumbers& numbers);
+char* put_piece(char* at, Fixed piece);
 
 // A line under construction. The room that it has gained is kept from line to line, so it is made out once.
 struct TextLine {
   std::vector<char> room;
   std::size_t size = 0;  // bytes of it that are the line
-  KnownNumbers numbers;
 };
-
-template <class Piece>
-char* put_next(TextLine& /*line*/, char* at, const Piece& piece) {
-  return put_piece(at, piece);
-}
-inline char* put_next(TextLine& line, char* at, const Fixed& piece) {
-  return put_number(at, piece, line.numbers);
-}
 
 inline std::string_view text(const TextLine& line) {
   return {line.room.data(), line.size};
@@ -112,7 +90,7 @@ void append(TextLine& line, const Pieces&... pieces) {
   const std::size_t most = line.size + (room_for(pieces) + ...);
   if (line.room.size() < most) line.room.resize(2 * most);
   char* at = line.room.data() + line.size;
-  ((at = put_next(line, at, pieces)), ...);
+  ((at = put_piece(at, pieces)), ...);
   line.size = static_cast<std::size_t>(at - line.room.data());
 }
 

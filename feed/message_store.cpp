@@ -15,22 +15,18 @@ std::uint64_t& position_of(const MessageStore& store, std::uint64_t sequence) {
 }
 
 char* bytes_at(const MessageStore& store, std::uint64_t position) {
-  const FreshPages& chunk = store.chunks[position / MessageStore::chunk_bytes - store.first_chunk];
-  return static_cast<char*>(chunk.get()) + position % MessageStore::chunk_bytes;
+  const auto& chunk = store.chunks[position / MessageStore::chunk_bytes - store.first_chunk];
+  return chunk.get() + position % MessageStore::chunk_bytes;
 }
 
 void release_chunks_before(MessageStore& store, std::uint64_t position) {
-  for (; store.first_chunk < position / MessageStore::chunk_bytes; ++store.first_chunk) {
-    store.spare = std::move(store.chunks.front());
-    store.chunks.pop_front();
-  }
+  for (; store.first_chunk < position / MessageStore::chunk_bytes; ++store.first_chunk) store.chunks.pop_front();
 }
 
 // Makes the chunk that holds `position` exist. Positions grow by less than a chunk at a time.
 void provide_chunk(MessageStore& store, std::uint64_t position) {
   if (position / MessageStore::chunk_bytes < store.first_chunk + store.chunks.size()) return;
-  if (store.spare == nullptr) store.spare = make_fresh_pages(MessageStore::chunk_bytes);
-  store.chunks.push_back(std::move(store.spare));
+  store.chunks.push_back(std::make_unique_for_overwrite<char[]>(MessageStore::chunk_bytes));
 }
 
 }  // namespace

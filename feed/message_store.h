@@ -8,8 +8,6 @@
 #include <memory>
 #include <span>
 
-#include "common/fresh_pages.h"
-
 namespace vorbeld {
 
 inline constexpr std::size_t most_stored_messages = 400'000;
@@ -23,8 +21,7 @@ struct MessageStore {
   std::uint64_t appended = 0;     // messages since start; also the sequence number of the newest
   std::uint64_t end = 0;          // position behind the newest block
   std::uint64_t first_chunk = 0;  // number of chunks.front(); chunks before it held evicted messages only
-  std::deque<FreshPages> chunks;
-  FreshPages spare;  // the last emptied chunk, reused before memory is asked for; may be null
+  std::deque<std::unique_ptr<char[]>> chunks;
   // Position of each kept block; slot (sequence - 1) % most_stored_messages. Pages become resident as slots are used.
   std::unique_ptr<std::uint64_t[]> positions = std::make_unique_for_overwrite<std::uint64_t[]>(most_stored_messages);
 };

@@ -7,7 +7,7 @@
 #include <cstdio>
 
 #include "common/clocks.h"
-#include "common/llu.h"
+#include "common/numbers.h"
 
 namespace vorbeld {
 namespace {
@@ -62,7 +62,7 @@ Session session_bytes(std::string_view name) {
 
 void start_publisher(MoldPublisher& publisher, std::string_view session_name) {
   publisher.session = session_bytes(session_name);
-  start_packet(publisher.packet, publisher.next_sequence);
+  start_packet(publisher.packet, last_sequence(publisher) + 1);
 }
 
 void open_feed(MoldPublisher& publisher, const std::string& group, std::uint16_t port, const std::string& interface) {
@@ -81,17 +81,17 @@ void open_feed(MoldPublisher& publisher, const std::string& group, std::uint16_t
 }
 
 std::uint64_t append_message(MoldPublisher& publisher, std::span<const char> message) {
+  // A full packet goes out first: its sequence numbers are counted back from the last, which the store gives.
+  if (!has_room(publisher.packet, mold::block_prefix + message.size())) flush(publisher);
   const auto block = store_message(publisher.store, message);
-  if (!has_room(publisher.packet, block.size())) flush(publisher);
   if (has_room(publisher.packet, block.size())) add_blocks(publisher.packet, block, 1);
-  ++publisher.messages;
-  return publisher.next_sequence++;
+  return last_sequence(publisher);
 }
 
 void flush(MoldPublisher& publisher) {
   if (publisher.packet.message_count == 0) return;
   ++publisher.packets;
-  const std::uint64_t first = publisher.next_sequence - publisher.packet.message_count;
+  const std::uint64_t first = last_sequence(publisher) + 1 - publisher.packet.message_count;
   switch (decide_fate(publisher.faults, publisher.packets)) {
     case Fate::send:
       send_packet(publisher);
@@ -109,7 +109,7 @@ void flush(MoldPublisher& publisher) {
       note_drop(publisher, first);
       break;
   }
-  start_packet(publisher.packet, publisher.next_sequence);
+  start_packet(publisher.packet, last_sequence(publisher) + 1);
   publisher.last_send_ms = now_ms();
 }
 
@@ -118,9 +118,14 @@ void send_heartbeat(MoldPublisher& publisher) {
   if (now_ms() - publisher.last_send_ms <= silence_ms) return;
   flush(publisher);
   const std::uint16_t count = publisher.closed ? mold::end_of_session_count : mold::heartbeat_count;
-  send_to_group(publisher, make_header(publisher.session, publisher.next_sequence, count));
+  send_to_group(publisher, make_header(publisher.session, last_sequence(publisher) + 1, count));
   publisher.last_send_ms = now_ms();
-  ++(publisher.closed ? publisher.end_of_session_packets : publisher.heartbeats);
+  if (!publisher.closed) ++publisher.heartbeats;
+}
+
+void end_session(MoldPublisher& publisher) {
+  publisher.closed = true;
+  publisher.last_send_ms = 0;
 }
 
 }  // namespace vorbeld

@@ -17,29 +17,26 @@
 namespace vorbeld {
 
 struct MoldPublisher {
-  int feed_socket = -1;            // UDP, blocking, not bound; -1 until opened
-  int retransmission_socket = -1;  // UDP, non-blocking; -1 when no port is configured
-  sockaddr_in destination{};       // multicast group and port of the feed
+  int feed_socket = -1;       // UDP, blocking, not bound; -1 until opened
+  sockaddr_in destination{};  // multicast group and port of the feed
   Session session{};
 
-  MoldPacket packet;                // under construction
-  std::uint64_t next_sequence = 1;  // what the next message receives; never reset
-  std::uint64_t messages = 0;       // appended since start
-  std::uint64_t packets = 0;        // flushed since start: sent, dropped or held alike
-  std::int64_t last_send_ms = 0;    // monotonic; last flush that had messages, or last heartbeat; 0 makes one due
-  std::uint64_t heartbeats = 0;
-  std::uint64_t end_of_session_packets = 0;
-  bool closed = false;  // turns heartbeats into end-of-session packets
+  MessageStore store;             // every message enters it; the count of them is the last sequence number
+  MoldPacket packet;              // under construction
+  std::uint64_t packets = 0;      // flushed since start: sent, dropped or held alike
+  std::int64_t last_send_ms = 0;  // monotonic; last flush that had messages, or last heartbeat; 0 makes one due
+  std::uint64_t heartbeats = 0;   // end-of-session packets are not counted
+  bool closed = false;            // the session has ended; only end_session() sets it
 
   FaultSettings faults;
   FaultCounters fault_counters;
   std::vector<char> held_packet;  // held behind the next packet that is sent; empty: none
-
-  MessageStore store;
-  std::uint64_t retransmission_requests = 0;  // of 20 bytes or more, answered or not
-  std::uint64_t retransmitted_messages = 0;
-  bool quiet = false;  // no console line per retransmission request; fault lines are printed regardless
 };
+
+// The sequence number of the newest message, which is the number of messages since start; 0 before the first.
+inline std::uint64_t last_sequence(const MoldPublisher& publisher) {
+  return publisher.store.appended;
+}
 
 // The session name on the wire: the first 10 characters of `name`, blanks behind a shorter one.
 Session session_bytes(std::string_view name);
@@ -59,7 +56,12 @@ std::uint64_t append_message(MoldPublisher& publisher, std::span<const char> mes
 // Sends, drops, duplicates or holds back the packet under construction; does nothing when it is empty.
 void flush(MoldPublisher& publisher);
 
-// Sends a heartbeat, or an end-of-session packet after the close, once nothing was sent for more than 999 ms.
+// Sends a heartbeat, or an end-of-session packet once the session has ended, when nothing was sent for more than 999
+// ms.
 void send_heartbeat(MoldPublisher& publisher);
+
+// Ends the session: from now on heartbeats are end-of-session packets, and the first of them is due at once. Messages
+// can still be sent.
+void end_session(MoldPublisher& publisher);
 
 }  // namespace vorbeld

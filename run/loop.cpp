@@ -2,20 +2,54 @@
 
 #include <poll.h>
 
+#include <cmath>
+#include <csignal>
+#include <cstdio>
 #include <vector>
 
 #include "common/clocks.h"
-#include "run/statistics.h"
-#include "run/timers.h"
+#include "feed/publisher.h"
+#include "run/status.h"
+#include "trades/amendment.h"
+#include "trades/bonds.h"
+#include "trades/engine.h"
+#include "trades/generator.h"
+#include "trades/session.h"
+#include "trades/trade_index.h"
 
 namespace vorbeld {
 namespace {
 
+volatile std::sig_atomic_t stop_flag = 0;  // written by the handler only
+
+void on_stop_signal(int /*signal*/) {
+  stop_flag = 1;
+}
+
+// True when an event scheduled `after_s` seconds after start is due; 0: never.
+bool reached(const Timers& timers, std::uint64_t now_ms, std::uint32_t after_s) {
+  const double elapsed_s = static_cast<double>(now_ms - timers.start_ms) / 1000.0;
+  return after_s != 0 && elapsed_s >= after_s;
+}
+
+void correct_by_chance(RunState& run, std::uint64_t trade_id) {
+  const TradeRecord* const record = find_trade(run.engine.trades, trade_id);
+  if (record == nullptr) return;
+  const double quantity = draw(run.generator.chance) >= 0.5 ? 2 * record->quantity : record->quantity;
+  const double factor = 1 + 0.004 * (draw(run.generator.chance) - 0.5);
+  const double price = std::round(factor * record->price * 1000) / 1000;
+  correct_trade(run.engine, trade_id, price, quantity);
+}
+
 void serve(RunState& run) {
   if (run.intake.listener >= 0) accept_reports(run.intake);
   serve_reports(run.intake, run.engine, run.pending);
-  if (run.publisher.retransmission_socket >= 0) serve_retransmissions(run.retransmissions, run.publisher);
-  if (run.control.socket >= 0) serve_commands(run.control, {run.engine, run.flow, run.pending});
+  if (run.retransmissions.socket >= 0) {
+    serve_retransmissions(run.retransmissions, run.publisher.store, run.engine.quiet);
+  }
+  if (run.control.socket >= 0) {
+    serve_commands(run.control, {run.engine, run.flow, run.pending, run.retransmissions});
+  }
 }
 
 // Returns when a report, a connection or a command waits, after 10 ms at the latest. Retransmission requests do not
@@ -30,6 +64,85 @@ void wait_for_work(const RunState& run, std::vector<pollfd>& descriptors) {
 }
 
 }  // namespace
+
+void catch_stop_signals() {
+  std::signal(SIGINT, on_stop_signal);
+  std::signal(SIGTERM, on_stop_signal);
+}
+
+bool stop_requested() {
+  return stop_flag != 0;
+}
+
+bool drain_is_over(RunState& run, std::uint64_t now_ms) {
+  constexpr std::uint64_t drain_ms = 1500;
+  if (stop_requested() && run.timers.stop_deadline_ms == 0) {
+    run.timers.stop_deadline_ms = now_ms + drain_ms;
+    std::fputs("[vorbeld] stopping: the flow ends, retransmissions served for another 1.5 s\n", stderr);
+    run.flow.paused = true;
+  }
+  return run.timers.stop_deadline_ms != 0 && now_ms >= run.timers.stop_deadline_ms;
+}
+
+void fire_halt(RunState& run, std::uint64_t now_ms) {
+  auto& bonds = run.engine.universe.bonds;
+  if (run.timers.halt_fired || bonds.empty() || !reached(run.timers, now_ms, run.scenario.halt_after_s)) return;
+  disseminate_halt(run.engine, bonds.front(), 'H', "T.1");
+  run.timers.halted_cusip = bonds.front().cusip;
+  run.timers.halt_fired = true;
+  run.timers.resume_at_ms = now_ms + run.scenario.halt_ms;
+}
+
+void lift_halt(RunState& run, std::uint64_t now_ms) {
+  if (run.timers.resume_at_ms == 0 || now_ms < run.timers.resume_at_ms) return;
+  Bond* const bond = find_bond(run.engine.universe, run.timers.halted_cusip);
+  if (bond != nullptr) disseminate_halt(run.engine, *bond, 'R', "T.2");
+  run.timers.resume_at_ms = 0;
+}
+
+void fire_idle(RunState& run, std::uint64_t now_ms) {
+  if (run.timers.idle_fired || !reached(run.timers, now_ms, run.scenario.idle_after_s)) return;
+  const std::uint32_t lost = run.scenario.idle_drop;
+  run.flow.idle_until_ms = now_ms + run.scenario.idle_ms;
+  if (lost != 0) {
+    run.publisher.faults.armed_drops = lost;
+    for (std::uint32_t i = 0; i < lost; ++i) generate_trade(run.generator, run.engine, run.pending);
+  }
+  std::fprintf(stderr, "bench: idle for %u ms (heartbeats only%s)\n", run.scenario.idle_ms,
+               lost != 0 ? ", the prints just before it lost" : "");
+  run.timers.idle_fired = true;
+}
+
+void fire_close(RunState& run, std::uint64_t now_ms) {
+  if (session_closed(run.engine) || !reached(run.timers, now_ms, run.scenario.close_after_s)) return;
+  close_session(run.engine);
+  run.pending.clear();
+}
+
+void carry_out_amendments(RunState& run, std::uint64_t now_ms) {
+  while (!run.pending.empty() && run.pending.front().due_ms <= now_ms) {
+    const PendingAmendment amendment = run.pending.front();
+    run.pending.pop_front();
+    switch (amendment.kind) {
+      case Amendment::cancel:
+        cancel_trade(run.engine, amendment.trade_id);
+        break;
+      case Amendment::correction:
+        correct_by_chance(run, amendment.trade_id);
+        break;
+    }
+  }
+}
+
+void fire_trade(RunState& run, std::uint64_t now_ms) {
+  Flow& flow = run.flow;
+  if (flow.rate_ms == 0 || flow.paused || session_closed(run.engine)) return;
+  if (now_ms < flow.idle_until_ms || now_ms < flow.next_trade_ms) return;
+  generate_trade(run.generator, run.engine, run.pending);
+  const double gap_ms = flow.rate_ms * (0.3 + 1.4 * draw(run.generator.chance));
+  flow.next_trade_ms = now_ms + static_cast<std::uint64_t>(gap_ms);
+  flow.idle_until_ms = 0;
+}
 
 void run_loop(RunState& run) {
   std::vector<pollfd> descriptors;

@@ -5,14 +5,13 @@
 #include <cstdint>
 #include <string>
 
-#include "run/options.h"
-#include "run/scenario.h"
+#include "feed/publisher.h"
+#include "run/configuration.h"
 #include "services/control_port.h"
 #include "services/report_intake.h"
 #include "services/retransmission.h"
 #include "trades/amendment.h"
 #include "trades/engine.h"
-#include "trades/flow.h"
 #include "trades/generator.h"
 
 namespace vorbeld {
@@ -30,7 +29,6 @@ struct Timers {
 };
 
 struct RunState {
-  BenchOptions options;
   ScenarioSettings scenario;
   MoldPublisher publisher;
   Engine engine{publisher};
@@ -41,6 +39,7 @@ struct RunState {
   RetransmissionServer retransmissions;
   ControlPort control;
   Timers timers;
+  std::string stats_path;  // statistics file; empty: none
 };
 
 }  // namespace vorbeld

@@ -7,11 +7,14 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 
 #include "common/clocks.h"
-#include "common/split.h"
+#include "common/text.h"
 #include "common/text_line.h"
+#include "trades/bonds.h"
 #include "trades/trade.h"
+#include "trades/trade_index.h"
 
 namespace vorbeld {
 namespace {
@@ -35,7 +38,7 @@ void schedule_cancel(const ReportIntake& intake, const Engine& engine, std::uint
                      PendingAmendments& pending) {
   constexpr std::uint64_t delay_ms = 3000;
   if (intake.cancel_every == 0 || engine.counters.reports % intake.cancel_every != 0) return;
-  pending.push_back({monotonic_ms() + delay_ms, 'C', trade_id});
+  pending.push_back({monotonic_ms() + delay_ms, Amendment::cancel, trade_id});
 }
 
 void send_reply(const ReportConnection& connection, std::string_view reply) {
@@ -89,7 +92,7 @@ void serve_reports(ReportIntake& intake, Engine& engine, PendingAmendments& pend
     if (receive_all(connection, intake.buffer)) {
       handle_lines(intake, connection, engine, pending);
     } else {
-      close(connection.descriptor);
+      ::close(connection.descriptor);
       connection.descriptor = -1;
       any_closed = true;
     }

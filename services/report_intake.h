@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -11,6 +12,7 @@
 #include "common/text_line.h"
 #include "services/report_line.h"
 #include "trades/amendment.h"
+#include "trades/bonds.h"
 #include "trades/engine.h"
 
 namespace vorbeld {
@@ -27,7 +29,7 @@ struct ReportIntake {
   std::uint64_t accepted = 0;          // connections since start, closed ones included
 
   CusipSet high_yield_cusips;      // graded so when a report adds them
-  std::uint32_t cancel_every = 0;  // a reported trade is cancelled 3 s later when it is that many-th trade; 0: none is
+  std::uint32_t cancel_every = 0;  // every so many-th trade, if reported, is cancelled 3 s later; 0: none
 
   // Scratch, kept for its capacity.
   std::array<char, 4096> buffer{};

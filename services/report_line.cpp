@@ -1,12 +1,14 @@
 #include "services/report_line.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <ctime>
 #include <optional>
 #include <string>
 
-#include "common/digits.h"
+#include "btds/trade_block.h"
+#include "common/numbers.h"
 
 namespace vorbeld {
 namespace {

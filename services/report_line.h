@@ -2,11 +2,12 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 #include <vector>
 
-#include "trades/trade_input.h"
+#include "trades/trade_index.h"
 
 namespace vorbeld {
 

@@ -8,7 +8,7 @@
 #include <cstdio>
 
 #include "common/big_endian.h"
-#include "common/llu.h"
+#include "common/numbers.h"
 
 namespace vorbeld {
 namespace {
@@ -48,19 +48,20 @@ std::uint64_t fill_packet(MoldPacket& packet, const MessageStore& store, std::ui
 }
 
 // Sends messages `sequence` to `end` - 1, in as many packets as it takes; returns their number.
-std::uint64_t send_messages(MoldPacket& packet, const MoldPublisher& publisher, const Request& request,
+std::uint64_t send_messages(RetransmissionServer& server, const MessageStore& store, const Request& request,
                             std::uint64_t sequence, std::uint64_t end) {
+  MoldPacket& packet = server.answer;
   std::uint64_t sent = 0;
   while (sequence < end) {
-    sequence = fill_packet(packet, publisher.store, sequence, end);
+    sequence = fill_packet(packet, store, sequence, end);
     if (packet.message_count == 0) {
       ++sequence;  // a message longer than any packet; it can only be passed over
       continue;
     }
     const auto bytes = finish_packet(packet, request.session);
-    fetch_ahead(publisher.store, sequence, mold::largest_packet);  // arrives while the system sends this packet
-    sendto(publisher.retransmission_socket, bytes.data(), bytes.size(), 0,
-           reinterpret_cast<const sockaddr*>(&request.sender), request.sender_length);
+    fetch_ahead(store, sequence, mold::largest_packet);  // arrives while the system sends this packet
+    sendto(server.socket, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&request.sender),
+           request.sender_length);
     sent += packet.message_count;
   }
   return sent;
@@ -68,15 +69,14 @@ std::uint64_t send_messages(MoldPacket& packet, const MoldPublisher& publisher, 
 
 }  // namespace
 
-void serve_retransmissions(RetransmissionServer& server, MoldPublisher& publisher) {
+void serve_retransmissions(RetransmissionServer& server, const MessageStore& store, bool quiet) {
   Request request{};
-  while (receive_request(publisher.retransmission_socket, request)) {
-    const std::uint64_t begin = std::max(request.first, oldest_stored(publisher.store));
-    const std::uint64_t end = std::min(request.first + request.count, publisher.next_sequence);  // the sum may wrap
-    const std::uint64_t sent = send_messages(server.answer, publisher, request, begin, end);
-    ++publisher.retransmission_requests;
-    publisher.retransmitted_messages += sent;
-    if (!publisher.quiet) {
+  while (receive_request(server.socket, request)) {
+    const std::uint64_t begin = std::max(request.first, oldest_stored(store));
+    const std::uint64_t end = std::min(request.first + request.count, store.appended + 1);  // the first sum may wrap
+    const std::uint64_t sent = send_messages(server, store, request, begin, end);
+    ++server.requests;
+    if (!quiet) {
       std::fprintf(stderr, "[vorbeld] retransmission: seq %llu count %u → %llu message(s) to %s:%u\n",
                    Llu{request.first}, unsigned{request.count}, Llu{sent}, inet_ntoa(request.sender.sin_addr),
                    unsigned{ntohs(request.sender.sin_port)});

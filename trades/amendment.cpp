@@ -2,11 +2,17 @@
 
 #include <cstdio>
 
-#include "common/llu.h"
+#include "btds/price_change.h"
+#include "btds/trade_block.h"
+#include "common/line_file.h"
+#include "common/numbers.h"
+#include "common/text_line.h"
+#include "trades/bonds.h"
 #include "trades/book.h"
+#include "trades/records.h"
 #include "trades/trade.h"
+#include "trades/trade_index.h"
 #include "trades/trade_messages.h"
-#include "trades/truth.h"
 
 namespace vorbeld {
 namespace {
@@ -14,7 +20,7 @@ namespace {
 // The record of a trade that can still be amended, or null.
 TradeRecord* find_live(Engine& engine, std::uint64_t trade_id) {
   TradeRecord* const record = find_trade(engine.trades, trade_id);
-  return record == nullptr || record->cancelled || engine.session_closed ? nullptr : record;
+  return record == nullptr || record->cancelled || session_closed(engine) ? nullptr : record;
 }
 
 void take_out_of_book(Bond& bond, TradeRecord& record) {
@@ -37,7 +43,7 @@ TradeRecord& keep_replacement(Engine& engine, Bond& bond, const TradeRecord& ori
   record.report_s = static_cast<std::uint64_t>(now_s);
   record.body = original.body;
   encode_amounts(record.body, bond.high_yield, price, quantity, sent_yield(record));
-  note_amendable(engine, trade_id, record);
+  note_amendable(engine.trades, trade_id);
   if (record.last_sale_eligible) keep_print(bond, engine.trades, trade_id);
   return record;
 }
@@ -45,7 +51,7 @@ TradeRecord& keep_replacement(Engine& engine, Bond& bond, const TradeRecord& ori
 void write_cancel_truth(Engine& engine, std::uint64_t sequence, std::uint64_t original_id, char change) {
   if (!takes_lines(engine.truth)) return;
   TextLine& line = engine.line;
-  start_truth(line, sequence, 'T', 'N', "cancel");
+  start_truth(line, sequence, Kind::cancel, type_of(Kind::cancel));
   append_amendment_members(line, original_id, 'C', change);
   finish_truth(engine);
 }
@@ -54,7 +60,7 @@ void write_correction_truth(Engine& engine, std::uint64_t sequence, std::uint64_
                             const Bond& bond, const TradeRecord& record, char change) {
   if (!takes_lines(engine.truth)) return;
   TextLine& line = engine.line;
-  start_truth(line, sequence, 'T', 'O', "correction");
+  start_truth(line, sequence, Kind::correction, type_of(Kind::correction));
   append_trade_members(line, bond, new_id, record);
   append_amendment_members(line, original_id, 'N', change);
   append_summary_member(line, bond);
@@ -104,14 +110,6 @@ bool correct_trade(Engine& engine, std::uint64_t trade_id, double new_price, dou
                  Llu{trade_id}, Llu{new_id}, bond.cusip.c_str(), new_quantity, new_price, change);
   }
   return true;
-}
-
-std::uint64_t latest_amendable(Engine& engine) {
-  // What is cancelled stays so, hence a trade passed over here is never looked at again.
-  while (engine.newest_amendable != 0 && trade(engine.trades, engine.newest_amendable).cancelled) {
-    engine.newest_amendable = trade(engine.trades, engine.newest_amendable).older_amendable;
-  }
-  return engine.newest_amendable;
 }
 
 }  // namespace vorbeld

@@ -8,9 +8,11 @@
 
 namespace vorbeld {
 
+enum class Amendment { cancel, correction };
+
 struct PendingAmendment {
-  std::uint64_t due_ms = 0;    // monotonic
-  char kind = 'C';             // 'C' cancel, anything else correction
+  std::uint64_t due_ms = 0;  // monotonic
+  Amendment kind = Amendment::cancel;
   std::uint64_t trade_id = 0;  // 0 when the trade was refused; no trade is found then
 };
 
@@ -26,8 +28,5 @@ bool cancel_trade(Engine& engine, std::uint64_t trade_id);
 // under a new trade id; all else is the corrected trade's. The replacement is the newest trade of its bond's book.
 // Refused like a cancel.
 bool correct_trade(Engine& engine, std::uint64_t trade_id, double new_price, double new_quantity);
-
-// The newest trade that is neither cancelled nor corrected and whose as-of indicator is blank; 0 when there is none.
-std::uint64_t latest_amendable(Engine& engine);
 
 }  // namespace vorbeld

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include "btds/price_change.h"
+
 namespace vorbeld {
 namespace {
 

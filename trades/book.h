@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "trades/bond.h"
+#include "trades/bonds.h"
 #include "trades/trade_index.h"
 
 namespace vorbeld {

@@ -5,12 +5,13 @@
 #include <cstdint>
 #include <span>
 
+#include "common/clocks.h"
 #include "common/line_file.h"
-#include "common/text_hash.h"
+#include "common/text.h"
 #include "common/text_line.h"
 #include "feed/publisher.h"
+#include "trades/bonds.h"
 #include "trades/trade_index.h"
-#include "trades/universe.h"
 
 namespace vorbeld {
 
@@ -31,13 +32,11 @@ struct Engine {
   explicit Engine(MoldPublisher& feed) : publisher(feed) {}
 
   MoldPublisher& publisher;
-  bool quiet = false;  // no console line per message
+  bool quiet = false;  // no console line per message and per retransmission request
 
   Universe universe;
   TradeIndex trades;
-  std::uint64_t newest_amendable = 0;  // head of the TradeRecord::older_amendable list, live or not; 0: none
-  bool session_closed = false;         // trades and amendments are refused
-  std::uint64_t suppressed = 0;        // trades refused since
+  std::uint64_t suppressed = 0;  // trades refused since the session was closed
   RunCounters counters;
 
   LineFile truth;  // one record per message sent, and the marks
@@ -45,10 +44,21 @@ struct Engine {
   TextLine line;   // scratch: the line under construction
 };
 
+// True once the session is closed: trades and amendments are refused.
+inline bool session_closed(const Engine& engine) {
+  return engine.publisher.closed;
+}
+
 // Numbers, stores and sends one finished message in a packet of its own; returns its sequence number.
-std::uint64_t send_message(Engine& engine, std::span<const char> message);
+inline std::uint64_t send_message(Engine& engine, std::span<const char> message) {
+  const std::uint64_t sequence = append_message(engine.publisher, message);
+  flush(engine.publisher);
+  return sequence;
+}
 
 // UTC seconds for the header of a message built now.
-std::int64_t message_time_s();
+inline std::int64_t message_time_s() {
+  return static_cast<std::int64_t>(wall_ms() / 1000);
+}
 
 }  // namespace vorbeld

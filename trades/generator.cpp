@@ -1,9 +1,13 @@
 #include "trades/generator.h"
 
 #include <cmath>
+#include <cstddef>
 
+#include "btds/trade_block.h"
 #include "common/clocks.h"
+#include "trades/bonds.h"
 #include "trades/trade.h"
+#include "trades/trade_index.h"
 
 namespace vorbeld {
 namespace {
@@ -103,7 +107,7 @@ void schedule_follow_up(Generator& generator, std::uint64_t trade_id, PendingAme
   if (!cancel && !due(generator.periods.correct_every, generator.generated)) return;
   const std::uint64_t now_ms = monotonic_ms();
   const auto delay_ms = static_cast<std::uint64_t>(draw_below(generator.chance, 1500)) + 1500;
-  pending.push_back({now_ms + delay_ms, cancel ? 'C' : 'O', trade_id});
+  pending.push_back({now_ms + delay_ms, cancel ? Amendment::cancel : Amendment::correction, trade_id});
 }
 
 }  // namespace

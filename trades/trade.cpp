@@ -2,12 +2,14 @@
 
 #include <cstdio>
 
-#include "common/llu.h"
+#include "btds/trade_block.h"
+#include "common/line_file.h"
+#include "common/numbers.h"
 #include "common/text_line.h"
+#include "trades/bonds.h"
 #include "trades/book.h"
-#include "trades/tape.h"
+#include "trades/records.h"
 #include "trades/trade_messages.h"
-#include "trades/truth.h"
 
 namespace vorbeld {
 namespace {
@@ -63,7 +65,7 @@ void write_truth(Engine& engine, std::uint64_t sequence, std::uint64_t trade_id,
                  const TradeRecord& record, char change) {
   if (!takes_lines(engine.truth)) return;
   TextLine& line = engine.line;
-  start_truth(line, sequence, 'T', 'M', "trade");
+  start_truth(line, sequence, Kind::trade, type_of(Kind::trade));
   append_trade_members(line, bond, trade_id, record);
   append(line, ",\"change\":\"", change, '"');
   append_summary_member(line, bond);
@@ -88,24 +90,18 @@ std::optional<double> sent_yield(const TradeRecord& record) {
   return record.yield_wanted ? std::optional(record.yield) : std::nullopt;
 }
 
-void note_amendable(Engine& engine, std::uint64_t trade_id, TradeRecord& record) {
-  if (body_char(record.body, layout::trade_body::as_of) != ' ') return;
-  record.older_amendable = static_cast<std::uint32_t>(engine.newest_amendable);
-  engine.newest_amendable = trade_id;
-}
-
 std::uint64_t disseminate_trade(Engine& engine, const TradeInput& input) {
-  if (engine.session_closed) return refuse(engine);
+  if (session_closed(engine)) return refuse(engine);
   return disseminate_trade(engine, find_or_add_bond(engine.universe, input.cusip, input.symbol, false), input);
 }
 
 std::uint64_t disseminate_trade(Engine& engine, std::uint32_t position, const TradeInput& input) {
-  if (engine.session_closed) return refuse(engine);
+  if (session_closed(engine)) return refuse(engine);
   Bond& bond = engine.universe.bonds[position];
   const std::int64_t now_s = message_time_s();
   TradeRecord& record = keep_record(engine, input.terms, position, now_s);
   const std::uint64_t trade_id = newest_trade(engine.trades);
-  note_amendable(engine, trade_id, record);
+  note_amendable(engine.trades, trade_id);
   const char change = update_book(engine, bond, trade_id, record);
   count_trade(engine.counters, input, record);
 

@@ -4,8 +4,9 @@
 #include <cstdint>
 #include <optional>
 
+#include "trades/bonds.h"
 #include "trades/engine.h"
-#include "trades/trade_input.h"
+#include "trades/trade_index.h"
 
 namespace vorbeld {
 
@@ -14,9 +15,6 @@ double trade_yield(const Bond& bond, double price, bool wanted);
 
 // The yield as it is sent: none when it is not wanted.
 std::optional<double> sent_yield(const TradeRecord& record);
-
-// Makes a recorded trade the newest that "cancel" and "correct" can pick, unless it is an as-of trade or a reversal.
-void note_amendable(Engine& engine, std::uint64_t trade_id, TradeRecord& record);
 
 // Sends a trade as a T/M message, moves its bond's book, keeps its record and writes its truth record, tape line and
 // console line. A bond with an unknown CUSIP is added. Returns the trade id, or 0, with nothing done, when the session

@@ -1,13 +1,27 @@
-// Every trade disseminated in the run, by its trade id. Ids are dense from 1, so the index is an array, and the list of
-// ids in dissemination order is the array's own order. Records are never removed and never move.
+// Trades as they come in and as they are kept. Every trade disseminated in the run is found by its trade id: ids are
+// dense from 1, so the index is an array, and the list of ids in dissemination order is the order of the array. Records
+// are never removed and never move.
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "btds/trade_block.h"
-#include "common/chunked.h"
+#include "common/containers.h"
 
 namespace vorbeld {
+
+// A trade as the generator or a report hands it in. The views must live until the dissemination returns.
+struct TradeInput {
+  std::string_view cusip;
+  std::string_view symbol;  // used only when the bond must be added
+  std::string_view venue;   // where the trade was sourced; counted
+  std::string_view where;   // free routing tag, copied to the tape
+  TradeTerms terms;
+  std::uint64_t orig_trade_date_s = 0;  // of a reversal: date of the reversed trade, UTC seconds; 0: none
+  std::uint64_t exec_ms = 0;            // execution time, milliseconds since 1970; 0: that of the terms
+  std::uint64_t report_ms = 0;          // when the trade was reported, wall-clock milliseconds
+};
 
 // What later cancels and corrections need of a trade. Kept for the whole run, so every byte counts.
 struct TradeRecord {
@@ -34,7 +48,8 @@ inline double disseminated_quantity(const TradeRecord& record, bool high_yield) 
 }
 
 struct TradeIndex {
-  Chunked<TradeRecord, 4096> records;  // that of trade id N at N - 1
+  Chunked<TradeRecord, 256> records;   // that of trade id N at N - 1
+  std::uint64_t newest_amendable = 0;  // head of the TradeRecord::older_amendable list, live or not; 0: none
 };
 
 // The id of the newest trade; 0 before the first.
@@ -52,5 +67,12 @@ TradeRecord* find_trade(TradeIndex& trades, std::uint64_t trade_id);
 inline TradeRecord& trade(TradeIndex& trades, std::uint64_t trade_id) {
   return trades.records[trade_id - 1];
 }
+
+// Makes the trade `trade_id` the newest that latest_amendable() can give, unless it is an as-of trade or a reversal.
+// Its record must have its body.
+void note_amendable(TradeIndex& trades, std::uint64_t trade_id);
+
+// The newest trade that is neither cancelled nor corrected and whose as-of indicator is blank; 0 when there is none.
+std::uint64_t latest_amendable(TradeIndex& trades);
 
 }  // namespace vorbeld

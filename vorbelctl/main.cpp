@@ -1,57 +1,35 @@
-// vorbelctl: the other end of every door of a bench. Finds the command that was asked for and runs it; what cannot be
-// opened ends here with the reason.
-#include <array>
-#include <exception>
+// vorbelctl: the other end of every door of a bench. Finds the command that was asked for and runs it, or tells the
+// shell how the command line may go on.
+#include <cstddef>
+#include <cstdlib>
 #include <iostream>
-#include <stdexcept>
+#include <string>
 #include <string_view>
+#include <vector>
 
-#include "vorbelctl/commands/audit.h"
-#include "vorbelctl/commands/control.h"
-#include "vorbelctl/commands/doctor.h"
-#include "vorbelctl/commands/fetch.h"
-#include "vorbelctl/commands/listen.h"
-#include "vorbelctl/commands/options.h"
-#include "vorbelctl/commands/report.h"
-#include "vorbelctl/commands/wait.h"
-#include "vorbelctl/commands/watch.h"
+#include "common/standard_streams.h"
+#include "vorbelctl/commands/command_line.h"
+#include "vorbelctl/commands/command_table.h"
+#include "vorbelctl/commands/completion.h"
 
 namespace {
 
-struct Command {
-  std::string_view name;
-  int (*run)(const vorbelctl::Options&);
-};
-
-constexpr std::array commands{
-    Command{"control", vorbelctl::run_control}, Command{"listen", vorbelctl::run_listen},
-    Command{"report", vorbelctl::run_report},   Command{"fetch", vorbelctl::run_fetch},
-    Command{"wait", vorbelctl::run_wait},       Command{"doctor", vorbelctl::run_doctor},
-    Command{"watch", vorbelctl::run_watch},     Command{"audit", vorbelctl::run_audit},
-};
-
-// What could not be written was not said, whatever the command made of its work.
-int after_output(int status) {
-  if (std::cout.flush()) return status;
-  std::cerr << "vorbelctl: standard output cannot be written\n";
-  return vorbelctl::something_amiss;
+// "--complete AT WORD...": a word a line, or ":files" alone. Meant for the shell's script and not in the help.
+int print_completion(const std::vector<std::string>& words, std::size_t at) {
+  const vorbelctl::Completion completion = vorbelctl::complete_words(words, at);
+  if (completion.files) std::cout << ":files\n";
+  for (const auto& word : completion.words) std::cout << word << "\n";
+  return vorbelctl::all_well;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  vorbelctl::Options options;
-  if (const auto status = vorbelctl::read_options(argc, argv, options)) return *status;
-  try {
-    for (const auto& command : commands) {
-      if (command.name == options.command) return after_output(command.run(options));
-    }
-  } catch (const std::invalid_argument& problem) {
-    std::cerr << "vorbelctl: " << problem.what() << "\n";
-    return vorbelctl::wrong_usage;
-  } catch (const std::exception& problem) {
-    std::cerr << "vorbelctl: " << problem.what() << "\n";
-    return vorbelctl::nobody_there;
+  vorbeld::keep_standard_descriptors();
+  if (argc > 2 && std::string_view(argv[1]) == "--complete") {
+    return print_completion({argv + 3, argv + argc}, std::strtoul(argv[2], nullptr, 10));
   }
-  return vorbelctl::wrong_usage;
+  vorbelctl::Options options;
+  if (const auto status = vorbelctl::read_command_line(argc, argv, options)) return *status;
+  return vorbelctl::run_command(*vorbelctl::find_command(options.command), options);
 }

@@ -51,4 +51,4 @@ def run_raw(*arguments, seconds=20):
 def explain(verdict):
     """The verdict's findings, short enough for an assertion's message."""
     return json.dumps({"first_wrong": verdict["first_wrong"], "missing": verdict["missing_ranges"][:5],
-                       "list": verdict["difference_list"][:5]}, indent=1)
+                       "list": verdict["discrepancy_list"][:5]}, indent=1)

@@ -6,9 +6,10 @@ import dataclasses
 import json
 import shutil
 
-import pytest
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
+
+import harness
 
 FLAGS = ("--headless", "--no-sandbox", "--disable-gpu", "--disable-background-networking", "--disable-component-update",
          "--disable-sync", "--no-first-run", "--hide-scrollbars")
@@ -24,9 +25,9 @@ class Browser:
 
 @contextlib.contextmanager
 def opened(profile):
-    """A browser with a fresh profile in that folder. Skips the test where there is none installed."""
-    if not shutil.which("chromium") or not shutil.which("chromedriver"):
-        pytest.skip("chromium and chromedriver are not installed")
+    """A browser with a fresh profile in that folder."""
+    for program in ("chromium", "chromedriver"):
+        harness.need(program)
     options = webdriver.ChromeOptions()
     options.binary_location = shutil.which("chromium")
     for flag in (*FLAGS, f"--user-data-dir={profile}"):

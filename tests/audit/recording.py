@@ -1,11 +1,14 @@
 """Records one true run: the bench's files, everything that came over the wire, and every message.
 
-The run has all kinds of messages and faults in it, so that each test can find what it needs.
+The run has all kinds of messages and faults in it, so that each test can find what it needs. It takes place soon after
+noon of the day before, whenever the tests run: at midnight dates change, and in the hour that autumn repeats local times
+are not enough to tell a wrong book from a right one.
 """
 
 import dataclasses
 import json
 import pathlib
+import time
 
 import control
 import harness
@@ -23,14 +26,16 @@ FAULTS = ("--drop-every", 17, "--dup-every", 23, "--reorder-every", 29, "--drop-
 SCENARIO = ("cancel_every=5,correct_every=7,asof_every=11,reversal_every=13,special_every=17,late_every=6,"
             "after_hours_every=19,wavg_every=23,ats_every=4,halt_after_s=1,halt_ms=700,"
             "idle_after_s=4,idle_ms=1500,idle_drop=2")
+DAY_S = 86400
+NOON_S = 17 * 3600 + 1800  # into a day of UTC: half past noon, feed local time, or an hour later
 ENOUGH = 620               # messages, by which all amendments have come into their stride
 NAMES = {"C": "control", "A/H": "halt", "A/E": "summary", "T/M": "trade", "T/N": "cancel", "T/O": "correction"}
 
 
 @dataclasses.dataclass(frozen=True)
 class Run:
-    """A finished run. `arrivals` are the datagrams of the feed with their times in ns, in order; `messages` are the
-    bytes of all messages by number, those that were lost on the wire fetched afterwards."""
+    """A finished run. `arrivals` are the datagrams of the feed with their times in ns by the run's clock, in order;
+    `messages` are the bytes of all messages by number, those that were lost on the wire fetched afterwards."""
     folder: pathlib.Path
     doors: harness.Doors
     arrivals: tuple
@@ -39,8 +44,9 @@ class Run:
 
 def record_run(folder, pool):
     """Runs a bench until everything has happened, closes the session and takes all there is to take."""
+    shift_s = int(-time.time() % DAY_S) - 2 * DAY_S + NOON_S
     bench = harness.start(folder, harness.claim_doors(pool), "--rate-ms", 8, "--bonds", BONDS, *FAULTS, "--scenario",
-                          SCENARIO)
+                          SCENARIO, clock_shift_s=shift_s)
     try:
         _report_some(bench)
         receiver.wait_for_sequence(bench.feed, ENOUGH // 2, harness.bound(30))
@@ -52,7 +58,8 @@ def record_run(folder, pool):
         assert control.command(bench.control, "close") == "ok"
         receiver.wait_for(bench.feed, _is_over, harness.bound(10), "the end of session")
         messages = _all_messages(bench)
-        arrivals = tuple((arrival.at_ns, arrival.data) for arrival, _ in receiver.packets(bench.feed))
+        arrivals = tuple((arrival.at_ns + shift_s * 1_000_000_000, arrival.data)
+                         for arrival, _ in receiver.packets(bench.feed))
         harness.stop(bench)
     finally:
         complaints = harness.release(bench)

@@ -51,11 +51,11 @@ def test_one_altered_price_is_one_finding(run, tmp_path):
     altered = {**run.messages, number: mutations.alter_field(run.messages[number], "price")}
     pcap = pcap_files.write_pcap(tmp_path / "feed.pcap", pcap_files.ETHERNET, pcap_files.of_messages(run, altered))
     _, verdict = auditing.audit(run, "--pcap", pcap)
-    assert verdict["differences"] == 1, auditing.explain(verdict)
-    only = verdict["difference_list"][0]
+    assert verdict["discrepancies"] == 1, auditing.explain(verdict)
+    only = verdict["discrepancy_list"][0]
     truth = recording.truth_of(run.folder / "truth.jsonl")[number][1]
-    assert (only["expected_by"], float(only["expected"])) == ("truth", truth["price"])
-    assert (only["found_in"], only["found"]) == ("message", wire.decode(altered[number])["price"].lstrip("0"))
+    assert (only["source"], float(only["expected"])) == ("truth", truth["price"])
+    assert (only["place"], only["received"]) == ("message", wire.decode(altered[number])["price"].lstrip("0"))
 
 
 @pytest.mark.parametrize("damage", [b"", b"T", b"TM", b"XX" + bytes(40), bytes(147), b"\xff" * 1478])
@@ -64,7 +64,7 @@ def test_a_message_that_does_not_read_is_found(run, tmp_path, damage):
     pcap = pcap_files.write_pcap(tmp_path / "feed.pcap", pcap_files.ETHERNET,
                                  pcap_files.of_messages(run, {**run.messages, number: damage}))
     status, verdict = auditing.audit(run, "--pcap", pcap)
-    assert (status, verdict["malformed_messages"], verdict["differences"]) == (1, 1, 1), auditing.explain(verdict)
+    assert (status, verdict["malformed_messages"], verdict["discrepancies"]) == (1, 1, 1), auditing.explain(verdict)
     assert verdict["first_wrong"]["seq"] == number
 
 

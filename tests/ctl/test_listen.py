@@ -195,7 +195,8 @@ def test_recovery_needs_a_port(doors):
     nowhere = harness.dataclasses.replace(doors, retrans=0)
     status, _, errors = companion.run(nowhere, "listen", "--recover")
     assert (status, errors) == (
-        2, "vorbelctl: recovery needs a retransmission port; give it with --retrans-port\n")
+        2, "vorbelctl: recovery needs a retransmission port; give it with --retrans-port; "
+           f"see {companion.binary()} listen --help\n")
 
 
 def test_the_totals_are_about_what_was_shown(launch):

@@ -4,6 +4,7 @@ import contextlib
 import json
 import os
 import pty
+import re
 import signal
 import socket
 import subprocess
@@ -76,17 +77,20 @@ def test_only_the_first_bad_lines_are_named(launch):
 
 def test_a_file_that_is_neither_lines_nor_csv(launch):
     status, output, errors = companion.run(launch().doors, "report", text="hello\nworld\n")
-    assert (status, output[:37]) == (1, "0 accepted, 0 refused, 1 malformed; 0")
-    assert errors == 'line 1: malformed: this is neither a report line nor a CSV header: "hello" is no column\n'
+    assert (status, output[:37]) == (2, "0 accepted, 0 refused, 1 malformed; 0")
+    assert errors.splitlines() == [
+        'line 1: malformed: this is neither a report line nor a CSV header: "hello" is no column; the columns are '
+        "cusip, symbol, price, quantity, party, venue, exec_ms, settle, where",
+        "vorbelctl: nothing of standard input was sent; it must hold report lines, or CSV with a header row"]
 
 
 def test_bytes_that_are_no_text_are_named_in_short(launch, tmp_path):
     file = tmp_path / "binary"
     file.write_bytes(b"\xff\x00" * 5000 + b"\n" + b"\xfe" * 5000)
     status, _, errors = companion.run(launch().doors, "report", file)
-    assert status == 1
-    assert len(errors.splitlines()) == 1
-    assert len(errors) < 300
+    assert status == 2
+    assert len(errors.splitlines()) == 2
+    assert len(errors) < 600
 
 
 def test_a_number_with_a_comma_in_it_is_not_sent(launch):
@@ -101,8 +105,63 @@ def test_a_number_with_a_comma_in_it_is_not_sent(launch):
 def test_a_header_that_names_a_column_twice_is_refused(launch):
     bench = launch()
     status, _, errors = companion.run(bench.doors, "report", text="cusip,price,quantity,price\n037833DT4,1,2,3\n")
-    assert (status, errors) == (1, 'line 1: malformed: the CSV header names the column "price" twice\n')
+    assert status == 2
+    assert errors.startswith('line 1: malformed: the CSV header names the column "price" twice\n')
     assert tape(bench) == []
+
+
+HEADERS = {"byte order mark": "\ufeffcusip,price,quantity", "capitals": "CUSIP,Price,QUANTITY",
+           "blanks": "cusip , price, quantity", "all": '\ufeff"Cusip", "PRICE" ,quantity'}
+
+
+@pytest.mark.parametrize("header", HEADERS.values(), ids=list(HEADERS))
+def test_a_header_may_be_written_as_spreadsheets_do(launch, tmp_path, header):
+    bench = launch()
+    file = tmp_path / "trades.csv"
+    file.write_text(f"{header}\r\n037833DT4,98.5,1000\r\n", encoding="utf-8")
+    assert companion.run(bench.doors, "report", file)[::2] == (0, "")
+    assert [record["price"] for record in tape(bench)] == [98.5]
+
+
+def test_report_lines_may_begin_with_a_byte_order_mark(launch, tmp_path):
+    file = tmp_path / "reports.txt"
+    file.write_text(f"\ufeff{GOOD}\n", encoding="utf-8")
+    assert companion.run(launch().doors, "report", file)[::2] == (0, "")
+
+
+@pytest.mark.parametrize("text", ["", "\n\r\n", "cusip,price,quantity\n", "\ufeff"])
+def test_an_input_without_a_report_is_no_success(launch, tmp_path, text):
+    doors = launch().doors
+    file = tmp_path / "empty"
+    file.write_text(text, encoding="utf-8")
+    assert companion.run(doors, "report", file)[::2] == (2, f"vorbelctl: there is no report in {file}\n")
+    status, lines = companion.run_json(doors, "report", file)
+    assert (status, lines[0]["accepted"]) == (2, 0)
+    assert lines[1] == {"error": f"there is no report in {file}", "status": 2}
+
+
+def test_a_file_that_a_signal_cut_short_is_no_success(doors, follow, tmp_path):
+    file = tmp_path / "reports.txt"
+    file.write_text(f"{GOOD}\n" * 100, encoding="ascii")
+    came = threading.Event()
+    done = threading.Event()
+
+    def answer_one(connection):
+        connection.recv(10)
+        connection.sendall(b"A 0000001\n")
+        came.set()
+        done.wait()
+
+    thread = serve_once(doors, answer_one)
+    reporting = follow(doors, "report", "--window", 1, "--json", file)
+    assert came.wait(harness.bound(10))
+    companion.wait_for(reporting, lambda lines: len(lines) == 1, "the answer")
+    status = companion.interrupt(reporting, signal.SIGTERM)
+    done.set()
+    thread.join()
+    assert status == 1
+    assert len(reporting.errors) == 1
+    assert re.fullmatch(rf"vorbelctl: stopped behind line [12] of {file}; the rest was not sent", reporting.errors[0])
 
 
 def test_refused_reports_end_with_status_1(launch):

@@ -49,7 +49,9 @@ def test_nobody_is_not_ready(doors):
     assert "no answer within 0.3 s" in errors
     assert f"127.0.0.1:{doors.control}" in errors
     assert f"{doors.group}:{doors.feed}" in errors
-    assert companion.run_json(doors, "wait", "--timeout", "0") == (3, [{"ready": False}])
+    status, lines = companion.run_json(doors, "wait", "--timeout", "0")
+    assert (status, len(lines), lines[0]["ready"], lines[0]["status"]) == (3, 1, False, 3)
+    assert lines[0]["error"].startswith("no answer within 0 s, neither on the control port")
 
 
 def test_a_feed_that_is_heard_is_not_denied(pool, launch):

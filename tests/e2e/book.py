@@ -54,10 +54,15 @@ def eligible(message):
             and message["sale4"] == " ")
 
 
+def execution_s(message):
+    """When the trade was executed: as its tape line had it where that was read, otherwise as the local time tells."""
+    return message.fields.get("exec_s") or feedtime.utc_of_local(message["exec"])
+
+
 def trade_of(message):
     """The trade that a T/M or T/O message brings."""
     return Trade(int(message["counter"]), message["cusip"], wire.body_of(message), float(message["price"]),
-                 message["yield"], feedtime.utc_of_local(message["exec"]), message["sent_at"][:8], eligible(message))
+                 message["yield"], execution_s(message), message["sent_at"][:8], eligible(message))
 
 
 def take_print(book, trade):

@@ -196,6 +196,7 @@ def verdict(bench, follower, cast, numbers):
     """Everything that the run's records and the received messages disagree about."""
     truth, tape = harness.truth_lines(bench), harness.tape_lines(bench)
     trades = {trade: row for reported in cast for trade, row in reported.trades.items()}
+    verify.read_executions(follower.messages, tape)
     problems = verify.compare_truth(follower.messages, truth) + verify.compare_tape(follower.messages, tape, trades)
     problems += verify.compare_console(follower.messages, harness.console_lines(bench))
     problems += compare_faults(bench, follower, numbers)

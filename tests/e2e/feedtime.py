@@ -3,6 +3,8 @@
 Calendar arithmetic of its own, because messages can carry years that the standard library refuses.
 """
 
+import time
+
 DAY_S = 86400
 
 
@@ -59,9 +61,13 @@ def local_date(utc_s):
     return f"{year:04d}{month:02d}{day:02d}"[:8]
 
 
-def utc_of_local(text):
-    """UTC seconds of a 14-digit local time. The hour that occurs twice in November is taken as the earlier one."""
+def utc_of_local(text, now_s=None):
+    """UTC seconds of a 14-digit local time. Of the hour that occurs twice in November, the later one is meant unless it
+    is still to come at `now_s`, by default the present."""
     days = days_from_civil(int(text[:4]), int(text[4:6]), int(text[6:8]))
     naive = days * DAY_S + int(text[8:10]) * 3600 + int(text[10:12]) * 60 + int(text[12:14])
-    daylight = naive + 14400
-    return daylight if local_offset(daylight) == -14400 else naive + 18000
+    daylight, standard = naive + 14400, naive + 18000
+    if local_offset(daylight) != -14400:
+        return standard
+    is_repeated = local_offset(standard) == -18000 and standard <= (time.time() if now_s is None else now_s)
+    return standard if is_repeated else daylight

@@ -9,6 +9,7 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import signal
 import subprocess
 import threading
@@ -57,6 +58,15 @@ class Bench:
     watch: machine.Watch
 
 
+def need(program):
+    """The path of a program that a test cannot do without. One that is missing fails the test: skipped, it would hide
+    that nothing was tested."""
+    found = shutil.which(program)
+    if not found:
+        raise RuntimeError(f"{program} is not installed: script/bootstrap test installs it")
+    return found
+
+
 def binary():
     """The daemon under test: VORBELD_BIN, or the release build of this tree."""
     path = pathlib.Path(os.environ.get("VORBELD_BIN", REPOSITORY / "build/release/vorbeld"))
@@ -102,9 +112,12 @@ def claim_doors(pool, **chosen):
     return Doors(**chosen)
 
 
-def environment(scenario=None):
-    """The environment of a bench: no scenario from outside unless one is given."""
+def environment(scenario=None, clock_shift_s=None):
+    """The environment of a bench: no scenario from outside unless one is given, the system's time unless shifted."""
     variables = {name: value for name, value in os.environ.items() if name != "VORBELD_SCENARIO"}
+    if clock_shift_s is not None:
+        variables.update(LD_PRELOAD=os.environ["SHIFTED_CLOCK"], CLOCK_SHIFT_S=str(clock_shift_s),
+                         ASAN_OPTIONS="verify_asan_link_order=0")
     if scenario is not None:
         variables["VORBELD_SCENARIO"] = scenario
     return variables
@@ -118,10 +131,11 @@ def arguments(doors, folder):
             "--stats-out", str(folder / "stats.json")]
 
 
-def start(folder, doors, *options, listen=True, ready=True, scenario=None, bare=False):
+def start(folder, doors, *options, listen=True, ready=True, scenario=None, bare=False, clock_shift_s=None):
     """Starts a bench and waits until its main loop runs (the statistics file appears in its first pass).
 
     ready=False returns at once. bare=True gives it none of the options for doors and files, and does not wait either.
+    `clock_shift_s` sets its wall clock ahead of the system's; times of arrival stay the system's.
     AssertionError with the console text when the process ends instead.
     """
     folder.mkdir(parents=True, exist_ok=True)
@@ -133,7 +147,7 @@ def start(folder, doors, *options, listen=True, ready=True, scenario=None, bare=
     with open(folder / "stdout", "wb") as output:
         given = [] if bare else arguments(doors, folder)
         process = subprocess.Popen([binary(), *given, *map(str, options)], cwd=folder, stdin=subprocess.DEVNULL,
-                                   stdout=output, stderr=subprocess.PIPE, env=environment(scenario))
+                                   stdout=output, stderr=subprocess.PIPE, env=environment(scenario, clock_shift_s))
     console = Console()
     reader = threading.Thread(target=_read_console, args=(process.stderr, console), daemon=True)
     reader.start()

@@ -1,6 +1,5 @@
 """The feed seen through someone else's eyes: tshark captures and decodes it, and must read what this decoder reads."""
 
-import shutil
 import signal
 import socket
 import subprocess
@@ -98,8 +97,7 @@ def make_traffic(launch, doors):
 
 
 def test_tshark_reads_the_feed_as_we_do(launch, pool, tmp_path):
-    if not shutil.which("tshark"):
-        pytest.skip("tshark is not installed")
+    harness.need("tshark")
     doors = harness.claim_doors(pool)
     file, rows = tmp_path / "feed.pcapng", []
     try:

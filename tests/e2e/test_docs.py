@@ -43,16 +43,12 @@ def names(page, heading):
 
 
 def declared_layouts():
-    """The fields of every layout that the encoders use, as (name, offset, width) in order, by namespace."""
-    text = read("btds/layout.h")
-    constants = dict(re.findall(r"namespace (trade_body|price_change) .*?length = (\d+);", text, re.DOTALL))
-    found = {}
-    for space, body in re.findall(r"^namespace (\w+) \{  *//[^\n]*\n(.*?)^\}  // namespace \1$", text,
-                                  re.MULTILINE | re.DOTALL):
-        fields = re.findall(r"constexpr Field (\w+)\{(\d+), (\w+)(?:::length)?\};", body)
-        if fields:
-            found[space] = [(name, int(offset), int(constants.get(width, width))) for name, offset, width in fields]
-    return found
+    """The fields of every layout in the table of messages, as (name, offset, width) in order, by the layout's name."""
+    text = read("btds/message_table.h")
+    return {layout: [(name, int(offset), int(width))
+                     for name, offset, width in re.findall(r'^    \{"(\w+)", \{(\d+), (\d+)\}', body, re.MULTILINE)]
+            for layout, body in re.findall(r"constexpr auto (\w+) = make_layout\(\{\n(.*?)^\}\);", text,
+                                           re.MULTILINE | re.DOTALL)}
 
 
 def documented_layouts():
@@ -113,7 +109,7 @@ def test_every_command_is_documented_and_every_documented_one_known(launch):
     offered = [command.split()[0] for command in re.search(r"\((.*)\)", line)[1].split(" | ")]
     documented = names(read("docs/control-port.md"), "Commands")
     assert sorted(documented) == sorted(offered)
-    assert sorted(documented) == sorted(re.findall(r'\bCommand\{"(\w+)"', read("services/commands.cpp")))
+    assert sorted(documented) == sorted(re.findall(r'\bCommand\{"(\w+)"', read("services/control_port.cpp")))
     assert control.command(bench.control, "no_such_command") == "unknown command"
     for command in sorted(documented, key="stop".__eq__):   # "stop" last, since nobody answers after it
         assert control.command(bench.control, command) != "unknown command", command
@@ -124,9 +120,9 @@ def test_every_scenario_key_is_documented_with_its_default_and_known(launch):
     page = read("docs/scenarios.md")
     documented = {name: int(cells[0]) for heading in ("Special trades", "Timers")
                   for name, cells in rows(section(page, heading))}
-    sources = read("run/scenario.h") + read("trades/generator.h")
+    sources = read("run/configuration.h") + read("trades/generator.h")
     fields = {name: int(value) for name, value in re.findall(r"std::uint32_t (\w+) = (\d+);", sources)}
-    known = re.findall(r'\bSetting\{"(\w+)"', read("run/scenario.cpp"))
+    known = re.findall(r'\bSetting\{"(\w+)"', read("run/configuration.cpp"))
     assert documented == {key: fields[key] for key in known}
     bench = launch("--scenario", ",".join(f"{key}=0" for key in documented) + ",no_such_key=0")
     harness.stop(bench)

@@ -27,6 +27,7 @@ def assert_as_drawn(bench, found, periods):
     """Messages equal the replay and every record of the run; the drawn gaps come back."""
     problems, gaps = replay_check.walk(generator.open_replay(7, **periods), found, RATE_MS)
     assert problems == []
+    verify.read_executions(found, harness.tape_lines(bench))
     assert verify.compare_truth(found, harness.truth_lines(bench)) == []
     assert verify.compare_tape(found, harness.tape_lines(bench)) == []
     assert verify.compare_console(found, harness.console_lines(bench)) == []
@@ -75,6 +76,7 @@ def test_every_trade_corrected(launch):
     bench, found = run(launch, 300, correct_every=1)
     problems, _ = replay_check.walk(generator.open_replay(7, correct_every=1), found, RATE_MS)
     assert problems == []
+    verify.read_executions(found, harness.tape_lines(bench))
     assert verify.compare_truth(found, harness.truth_lines(bench)) == []
     doubled = [message for message in found.values() if message.kind == "T/O" and message["qty_ind"] == "A"
                and message["old_qty_ind"] == "A" and float(message["qty"]) == 2 * float(message["old_qty"])]

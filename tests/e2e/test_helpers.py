@@ -69,6 +69,15 @@ def test_local_time_turns_over_at_the_right_second():
     assert feedtime.local_text(calendar.timegm((2024, 1, 15, 17, 0, 0))) == "20240115120000"
 
 
+def test_the_repeated_hour_is_told_by_what_is_past():
+    autumn = calendar.timegm((2024, 11, 3, 6, 0, 0))
+    assert feedtime.utc_of_local("20241103013000", autumn - 1) == autumn - 1800
+    assert feedtime.utc_of_local("20241103013000", autumn + 1799) == autumn - 1800
+    assert feedtime.utc_of_local("20241103013000", autumn + 1800) == autumn + 1800
+    assert feedtime.utc_of_local("20241103020000", autumn) == autumn + 3600
+    assert feedtime.utc_of_local("20241103005959", autumn + 9999) == autumn - 3601
+
+
 def test_random_stream_is_the_standard_one():
     mt = mt64.seed_mt64(5489)
     assert [mt64.next_u64(mt) for _ in range(10000)][-1] == 9981545732273789042

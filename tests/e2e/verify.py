@@ -20,6 +20,21 @@ def gaps(messages):
     return sorted(set(range(1, max(messages, default=0) + 1)) - set(messages))
 
 
+def read_executions(messages, tape):
+    """Notes at each trade, and at its correction, when it was executed. In the hour that autumn repeats a message's
+    local time leaves two instants; the tape tells which one it is, as long as its local time is the message's."""
+    executed = {}
+    trades = [messages[sequence] for sequence in sorted(messages) if messages[sequence].kind == "T/M"]
+    for message, line in zip(trades, tape):
+        match = TAPE_TIMES.match(line)
+        if match and feedtime.local_text(int(match[2]) // 1000) == message["exec"]:
+            message.fields["exec_s"] = executed[message["counter"]] = int(match[2]) // 1000
+    for _, message in sorted(messages.items()):
+        before = executed.get(message.fields.get("orig_id")) if message.kind == "T/O" else None
+        if before is not None and feedtime.local_text(before) == message["exec"]:
+            message.fields["exec_s"] = executed[message["counter"]] = before
+
+
 def compare_truth(messages, truth, reasons=None):
     """Every message against its truth line, in order, and against the books. Marks are left to their tests.
 
@@ -60,7 +75,7 @@ def compare_tape(messages, tape, reported=None):
             problems.append(f"tape {sequence}: no times in {line!r}")
             continue
         ts_ms, exec_ms, lag_ms = map(int, match.groups())
-        exec_s = feedtime.utc_of_local(message["exec"])
+        exec_s = book.execution_s(message)
         true_ms, venue, where = (reported or {}).get(int(message["counter"]), (exec_s * 1000, "SYN", "away"))
         wanted = texts.tape_line(sequence, message, ts_ms, true_ms, lag_ms, venue, where).encode("latin-1")
         if line != wanted:

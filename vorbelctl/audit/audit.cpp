@@ -1,8 +1,9 @@
 #include "vorbelctl/audit/audit.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
+
+#include "vorbelctl/handler/follow.h"
 
 namespace vorbelctl {
 namespace {
@@ -50,47 +51,45 @@ bool concerns_wire(const Audit& audit, const Event& event) {
   return audit.on_the_wire && !(of_a_gap && before_joining(audit, event.first));
 }
 
-bool judge_missing(Audit& audit, Pending& range, bool no_more) {
-  Truth& truth = audit.judge.truth;
+bool reconcile_missing(Audit& audit, Pending& range, bool no_more) {
+  Truth& truth = audit.reconciliation.truth;
   while (range.first <= range.last) {
     if (!reach_entry(truth, no_more)) {
       if (!no_more) return false;
       break;
     }
     // A range may be wide beyond measure: only the numbers that the file knows are gone through.
-    range.first = std::max(range.first, truth.entry->sequence);
+    range.first = std::max(range.first, truth.entry.sequence);
     if (range.first > range.last) break;
-    const auto judged = judge_message(audit.judge, range.first, nullptr, no_more);
-    if (!judged) return false;
-    note_missing(audit.history, *judged);
+    const auto reconciled = reconcile(audit.reconciliation, range.first, nullptr, no_more);
+    if (!reconciled) return false;
+    note_missing(audit.history, *reconciled);
     ++range.first;
   }
   audit.last = std::max(audit.last, range.last);
   return true;
 }
 
-bool judge_bytes(Audit& audit, const Pending& pending, bool no_more) {
-  Decoded decoded = decode_message(pending.bytes);
-  Heard heard;
+bool reconcile_message(Audit& audit, const Pending& pending, bool no_more) {
+  const Decoded decoded = decode_message(pending.bytes);
   const bool reads = decoded.malformed.empty();
-  if (reads) {
-    heard.kind = decoded.message.kind;
-    heard.fields = list_fields(decoded.message);
-    heard.heard_ms = pending.until_ms;
-    heard.message = std::move(decoded.message);
-  }
-  const auto judged = judge_message(audit.judge, pending.first, reads ? &heard : nullptr, no_more);
-  if (!judged) return false;
+  Received received;
+  received.row = decoded.message.row;
+  received.message = &decoded.message;
+  received.until_ms = pending.until_ms;
+  const auto reconciled = reconcile(audit.reconciliation, pending.first, reads ? &received : nullptr, no_more);
+  if (!reconciled) return false;
   ++audit.counts.messages;
   audit.last = std::max(audit.last, pending.first);
   if (reads) {
-    count_kind(audit.counts, *heard.kind);
+    ++audit.counts.kinds[static_cast<std::size_t>(kind_of(decoded.message))];
   } else {
     ++audit.counts.malformed;
-    add_difference(audit.judge.findings, {pending.first, decoded.malformed, Witness::truth, "a message that reads",
-                                          Witness::message, printable(pending.bytes.substr(0, 100))});
+    note(audit.reconciliation.discrepancies,
+         {pending.first, std::string(decoded.malformed), Source::truth, "a message that reads", Source::message,
+          shown(pending.bytes.substr(0, 100))});
   }
-  note_message(audit.history, *judged, pending.heard_ms);
+  note_message(audit.history, *reconciled, pending.received_ms);
   return true;
 }
 
@@ -101,42 +100,62 @@ void queue(Audit& audit, const Event& event, std::int64_t at_ms) {
   pending.missing = event.kind == EventKind::missing;
   pending.bytes = event.text;
   pending.until_ms = static_cast<std::uint64_t>(at_ms);
-  if (event.kind == EventKind::message && event.via != Via::recovered) pending.heard_ms = pending.until_ms;
+  if (event.kind == EventKind::message && event.via != Via::recovered) pending.received_ms = pending.until_ms;
   audit.pending.push_back(std::move(pending));
+}
+
+// What came first is reconciled; that the same number brought something else is wrong whatever the records say.
+void note_altered(Audit& audit, const Event& event) {
+  Discrepancy discrepancy;
+  discrepancy.sequence = event.first;
+  discrepancy.source = Source::message;
+  discrepancy.place = Source::repeat;
+  std::uint64_t others = 0;
+  if (event.earlier.empty()) {
+    discrepancy.field = "bytes";
+    discrepancy.expected = "as before, which are no longer kept";
+    discrepancy.received = shown(std::string_view(event.text).substr(0, 100));
+  } else {
+    BytesDiffer differ = compare_bytes(event.earlier, event.text);
+    discrepancy.field = differ.field;
+    discrepancy.expected = shown(differ.earlier);
+    discrepancy.received = shown(differ.later);
+    others = differ.others;
+  }
+  Discrepancies& discrepancies = audit.reconciliation.discrepancies;
+  const Cause cause = note(discrepancies, std::move(discrepancy));
+  for (; others != 0; --others) note_follow_up(discrepancies, cause);
+}
+
+std::string named_sender(const std::string& sender) {
+  return sender.empty() ? "not known" : sender;
+}
+
+void note_second_sender(Audit& audit, const Event& event) {
+  if (audit.second_sender.empty()) audit.second_sender = second_sender_text(event);
+  note(audit.reconciliation.discrepancies,
+       {event.first, "sender", Source::order, named_sender(event.earlier), Source::message, named_sender(event.text)});
+}
+
+// The run that was followed is judged to its end, and nothing else.
+void note_restart(Audit& audit, const Event& event) {
+  audit.restart = "the feed began again at #" + std::to_string(event.first) + " behind #" + std::to_string(event.last);
+  if (event.text != event.earlier) audit.restart += ", from " + event.text + " after " + named_sender(event.earlier);
 }
 
 }  // namespace
 
-void count_kind(AuditCounts& counts, Kind kind) {
-  switch (kind) {
-    case Kind::trade:
-      ++counts.trades;
-      break;
-    case Kind::cancel:
-      ++counts.cancels;
-      break;
-    case Kind::correction:
-      ++counts.corrections;
-      break;
-    case Kind::halt:
-      ++counts.halts;
-      break;
-    case Kind::summary:
-      ++counts.summaries;
-      break;
-    case Kind::control:
-      ++counts.controls;
-      break;
-  }
-}
-
-void take_events(Audit& audit, const std::vector<Event>& events) {
+void note_events(Audit& audit, const std::vector<Event>& events) {
   for (const Event& event : events) {
+    if (!audit.restart.empty()) return;
     const std::int64_t at_ms = static_cast<std::int64_t>(event.at_ms) + audit.clock_offset_ms;
     note_joining(audit, event);
     count_event(audit, event);
     if (concerns_wire(audit, event)) note_event(audit.history, event, at_ms);
     if (event.kind == EventKind::missing) list_missing(audit.missing, {event.first, event.last});
+    if (event.kind == EventKind::altered) note_altered(audit, event);
+    if (event.kind == EventKind::second_sender) note_second_sender(audit, event);
+    if (event.kind == EventKind::began_again) note_restart(audit, event);
     if (event.kind == EventKind::message || event.kind == EventKind::missing) queue(audit, event, at_ms);
   }
 }
@@ -145,8 +164,8 @@ void advance(Audit& audit, bool no_more) {
   while (!audit.pending.empty()) {
     Pending& next = audit.pending.front();
     const bool give_up_waiting = no_more || audit.pending.size() > most_pending;
-    const bool done =
-        next.missing ? judge_missing(audit, next, give_up_waiting) : judge_bytes(audit, next, give_up_waiting);
+    const bool done = next.missing ? reconcile_missing(audit, next, give_up_waiting)
+                                   : reconcile_message(audit, next, give_up_waiting);
     if (!done) return;
     audit.pending.pop_front();
   }

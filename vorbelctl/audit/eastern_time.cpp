@@ -1,9 +1,7 @@
 #include "vorbelctl/audit/eastern_time.h"
 
-#include <array>
 #include <charconv>
 #include <chrono>
-#include <cstdio>
 #include <initializer_list>
 
 namespace vorbelctl {
@@ -32,6 +30,10 @@ int number_at(std::string_view digits, std::size_t at, std::size_t width) {
   return number;
 }
 
+void put_number(std::string& text, std::size_t at, std::size_t width, unsigned number) {
+  for (std::size_t place = at + width; place-- > at; number /= 10) text[place] = static_cast<char>('0' + number % 10);
+}
+
 }  // namespace
 
 std::int64_t local_offset_s(std::int64_t utc_s) {
@@ -51,11 +53,14 @@ std::string local_date_time(std::int64_t utc_s) {
   const sys_days day = floor<days>(local);
   const std::chrono::year_month_day date(day);
   const std::chrono::hh_mm_ss time(local - day);
-  std::array<char, 32> text;
-  std::snprintf(text.data(), text.size(), "%04d%02u%02u%02d%02d%02d", int{date.year()}, unsigned{date.month()},
-                unsigned{date.day()}, static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
-                static_cast<int>(time.seconds().count()));
-  return text.data();
+  std::string text(14, '0');
+  put_number(text, 0, 4, static_cast<unsigned>(int{date.year()}));
+  put_number(text, 4, 2, unsigned{date.month()});
+  put_number(text, 6, 2, unsigned{date.day()});
+  put_number(text, 8, 2, static_cast<unsigned>(time.hours().count()));
+  put_number(text, 10, 2, static_cast<unsigned>(time.minutes().count()));
+  put_number(text, 12, 2, static_cast<unsigned>(time.seconds().count()));
+  return text;
 }
 
 std::vector<std::int64_t> utc_of_local(std::string_view digits) {
@@ -77,6 +82,10 @@ std::vector<std::int64_t> utc_of_local(std::string_view digits) {
     if (local_offset_s(utc_s) == offset_s) instants.push_back(utc_s);
   }
   return instants;
+}
+
+bool is_one_instant(std::string_view digits) {
+  return utc_of_local(digits).size() == 1;
 }
 
 }  // namespace vorbelctl

@@ -20,4 +20,7 @@ std::string local_date_time(std::int64_t utc_s);
 // repeats, none in the hour that spring leaves out or when the digits are no date and time.
 std::vector<std::int64_t> utc_of_local(std::string_view digits);
 
+// True when fourteen digits of local time mean exactly one instant.
+bool is_one_instant(std::string_view digits);
+
 }  // namespace vorbelctl

@@ -56,19 +56,20 @@ Slice& slice_at(const History& history, Slices<Slice>& slices, std::int64_t at_m
   return slices.slices[index];
 }
 
-// Messages tell the second; when a message came live, its arrival tells the moment within that second.
-std::int64_t moment_of(const History& history, std::int64_t sent_s, std::uint64_t heard_ms) {
-  const std::int64_t earliest = std::max(sent_s * 1000, history.message_ms);
-  const std::int64_t latest = std::max(sent_s * 1000 + 999, earliest);
-  return heard_ms == 0 ? earliest : std::clamp(static_cast<std::int64_t>(heard_ms), earliest, latest);
+// Messages tell the second; the tape, or else a live arrival, tells the moment within that second.
+std::int64_t moment_of(const History& history, const Reconciled& message, std::uint64_t received_ms) {
+  const std::int64_t earliest = std::max(message.sent_s * 1000, history.message_ms);
+  const std::int64_t latest = std::max(message.sent_s * 1000 + 999, earliest);
+  const std::uint64_t told_ms = message.taped_ms != 0 ? message.taped_ms : received_ms;
+  return told_ms == 0 ? earliest : std::clamp(static_cast<std::int64_t>(told_ms), earliest, latest);
 }
 
-BondHistory* bond_history(History& history, const Judged& judged) {
+BondHistory* bond_history(History& history, const Reconciled& message) {
   const auto found = std::find_if(history.bonds.begin(), history.bonds.end(),
-                                  [&](const BondHistory& bond) { return bond.cusip == judged.cusip; });
+                                  [&](const BondHistory& bond) { return bond.cusip == message.cusip; });
   if (found != history.bonds.end()) return &*found;
   if (history.bonds.size() >= most_bonds_drawn) return nullptr;
-  history.bonds.push_back({judged.cusip, judged.record.symbol, 0, 0, 0, {price_slice_ms, {}}});
+  history.bonds.push_back({message.cusip, message.symbol, 0, 0, 0, {price_slice_ms, {}}});
   return &history.bonds.back();
 }
 
@@ -79,34 +80,43 @@ void add_price(PriceSlice& slice, double price) {
   ++slice.prints;
 }
 
-void note_price(History& history, const Judged& judged) {
-  BondHistory* const bond = bond_history(history, judged);
+void note_price(History& history, const Reconciled& message) {
+  BondHistory* const bond = bond_history(history, message);
   if (bond == nullptr) return;
   PriceSlice& slice = slice_at(history, bond->prices, history.message_ms);
-  const Kind kind = judged.record.kind;
-  if (judged.last_sale) {
-    add_price(slice, judged.record.terms.price);
+  const Kind kind = message.kind;
+  if (message.last_sale) {
+    add_price(slice, message.price);
     ++bond->prints;
   }
   if (kind == Kind::cancel) {
     ++slice.cancels;
     ++bond->cancels;
-    slice.cancelled = judged.amended_price;
+    slice.cancelled = message.amended_price;
   }
   if (kind == Kind::correction) {
     ++slice.corrections;
     ++bond->corrections;
-    slice.corrected = judged.record.terms.price;
+    slice.corrected = message.price;
   }
 }
 
+// When a message was sent by what is written of it: the second, and within that the tape's moment where there is one.
+std::int64_t moment_of_record(const Reconciled& message) {
+  const std::int64_t second_ms = message.sent_s * 1000;
+  return message.taped_ms == 0 ? second_ms
+                               : std::clamp(static_cast<std::int64_t>(message.taped_ms), second_ms, second_ms + 999);
+}
+
 // Cancels and corrections follow their trades for some seconds, so it is trades that tell whether the flow is idle.
-void note_trade(History& history) {
-  const std::int64_t now_ms = history.message_ms;
+// Their times are those of the tape, or else whole seconds, so that a feed and a recording of it tell the same.
+void note_trade(History& history, const Reconciled& message) {
+  const std::int64_t unsure_ms = message.taped_ms == 0 ? 1000 : 0;
+  const std::int64_t now_ms = std::max(moment_of_record(message), history.trade_ms);
   const std::int64_t gap_ms = now_ms - history.trade_ms;
   if (history.trades == 0) {
     history.first_trade_ms = now_ms;
-  } else if (gap_ms >= idle_ms && history.trades > 1 && history.idles.size() < most_spans_listed) {
+  } else if (gap_ms >= idle_ms + unsure_ms && history.trades > 1 && history.idles.size() < most_spans_listed) {
     const auto gaps = static_cast<std::int64_t>(history.trades) - 1;
     const std::int64_t usual_ms = (history.trade_ms - history.first_trade_ms) / gaps;
     if (gap_ms >= idle_gaps * usual_ms) history.idles.push_back({history.trade_ms, now_ms, ""});
@@ -115,13 +125,13 @@ void note_trade(History& history) {
   ++history.trades;
 }
 
-void note_halt(History& history, const Judged& judged) {
+void note_halt(History& history, const Reconciled& message) {
   const auto open = std::find_if(history.halts.begin(), history.halts.end(),
-                                 [&](const TimeSpan& halt) { return halt.end_ms == 0 && halt.what == judged.cusip; });
-  if (judged.record.action != 'H') {
+                                 [&](const TimeSpan& halt) { return halt.end_ms == 0 && halt.what == message.cusip; });
+  if (message.action != 'H') {
     if (open != history.halts.end()) open->end_ms = history.message_ms;
   } else if (open == history.halts.end() && history.halts.size() < most_spans_listed) {
-    history.halts.push_back({history.message_ms, 0, judged.cusip});
+    history.halts.push_back({history.message_ms, 0, message.cusip});
   }
 }
 
@@ -158,36 +168,36 @@ void note_single(History& history, FaultKind kind, std::uint64_t sequence, std::
   add_fault(history, fault);
 }
 
-void reach_moment(History& history, std::int64_t sent_s, std::uint64_t heard_ms) {
-  history.message_ms = moment_of(history, sent_s, heard_ms);
+void reach_moment(History& history, const Reconciled& message, std::uint64_t received_ms) {
+  history.message_ms = moment_of(history, message, received_ms);
   // Slices begin with whole seconds, because that is all that messages tell.
   if (history.begin_ms == 0) history.begin_ms = history.message_ms / 1000 * 1000;
   history.end_ms = std::max(history.end_ms, history.message_ms);
 }
 
 // What the record says of prices, halts and the session, at the moment reached.
-void note_record(History& history, const Judged& judged) {
-  if (!judged.recorded) return;
-  const Kind kind = judged.record.kind;
-  if (kind == Kind::trade) note_trade(history);
-  if (kind == Kind::halt) note_halt(history, judged);
-  if (kind == Kind::control && judged.record.type == 'C') history.close_ms = history.message_ms;
-  if (kind == Kind::trade || kind == Kind::cancel || kind == Kind::correction) note_price(history, judged);
+void note_record(History& history, const Reconciled& message) {
+  if (!message.recorded) return;
+  const Kind kind = message.kind;
+  if (kind == Kind::trade && message.sent_s != 0) note_trade(history, message);
+  if (kind == Kind::halt) note_halt(history, message);
+  if (kind == Kind::control && message.type == 'C') history.close_ms = history.message_ms;
+  if (kind == Kind::trade || kind == Kind::cancel || kind == Kind::correction) note_price(history, message);
 }
 
 }  // namespace
 
-void note_message(History& history, const Judged& judged, std::uint64_t heard_ms) {
-  if (judged.sent_s == 0) return;
-  reach_moment(history, judged.sent_s, heard_ms);
+void note_message(History& history, const Reconciled& message, std::uint64_t received_ms) {
+  if (message.sent_s == 0) return;
+  reach_moment(history, message, received_ms);
   ++slice_at(history, history.timeline, history.message_ms).messages;
-  note_record(history, judged);
+  note_record(history, message);
 }
 
-void note_missing(History& history, const Judged& judged) {
+void note_missing(History& history, const Reconciled& message) {
   // Not every record tells when its message was sent; then it was about when the message before was.
-  if (judged.sent_s != 0) reach_moment(history, judged.sent_s, 0);
-  if (history.begin_ms != 0) note_record(history, judged);
+  if (message.sent_s != 0) reach_moment(history, message, 0);
+  if (history.begin_ms != 0) note_record(history, message);
 }
 
 void note_event(History& history, const Event& event, std::int64_t at_ms) {
@@ -224,6 +234,15 @@ void note_event(History& history, const Event& event, std::int64_t at_ms) {
     case EventKind::behind:
       note_single(history, FaultKind::behind, event.first, at_ms);
       break;
+    case EventKind::altered:
+      note_single(history, FaultKind::altered, event.first, at_ms);
+      break;
+    case EventKind::second_sender:
+      note_single(history, FaultKind::second_sender, event.first, at_ms);
+      break;
+    case EventKind::began_again:
+      note_single(history, FaultKind::began_again, event.first, at_ms);
+      break;
     case EventKind::joined:
     case EventKind::out_of_order:
     case EventKind::too_late:
@@ -247,6 +266,12 @@ std::string_view fault_name(FaultKind kind) {
       return "foreign session";
     case FaultKind::behind:
       return "feed behind";
+    case FaultKind::altered:
+      return "altered";
+    case FaultKind::second_sender:
+      return "second sender";
+    case FaultKind::began_again:
+      return "began again";
   }
   return "";
 }

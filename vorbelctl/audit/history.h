@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "vorbelctl/audit/judge.h"
+#include "vorbelctl/audit/reconcile.h"
 #include "vorbelctl/handler/receiver.h"
 
 namespace vorbelctl {
@@ -53,14 +53,25 @@ struct BondHistory {
   Slices<PriceSlice> prices;
 };
 
-enum class FaultKind : std::uint8_t { lost, out_of_order, duplicate, tail, malformed_packet, foreign_session, behind };
+enum class FaultKind : std::uint8_t {
+  lost,
+  out_of_order,
+  duplicate,
+  tail,
+  malformed_packet,
+  foreign_session,
+  behind,
+  altered,
+  second_sender,
+  began_again
+};
 
 struct Fault {
   FaultKind kind = FaultKind::lost;
   std::int64_t at_ms = 0;   // UTC
   std::uint64_t first = 0;  // 0: it concerns no number
   std::uint64_t last = 0;
-  std::uint64_t open_ms = 0;    // of a gap: until every number was there or given up
+  std::uint64_t open_ms = 0;    // of a gap: until every number of it was there or given up
   std::uint64_t recovered = 0;  // of a gap: numbers that came by retransmission
   std::uint64_t late = 0;       // of a gap: numbers that came late on the feed
   std::uint64_t missing = 0;    // of a gap: numbers that never came
@@ -73,12 +84,12 @@ struct TimeSpan {
 };
 
 struct History {
-  std::int64_t begin_ms = 0;  // UTC; 0: no message has been judged yet
+  std::int64_t begin_ms = 0;  // UTC; 0: no message has been reconciled yet
   std::int64_t end_ms = 0;
   std::int64_t message_ms = 0;  // when the latest message was sent, as exactly as is known
   std::uint64_t trades = 0;
-  std::int64_t first_trade_ms = 0;
-  std::int64_t trade_ms = 0;  // of the latest
+  std::int64_t first_trade_ms = 0;  // when it was sent, by the records alone: the same however the messages came
+  std::int64_t trade_ms = 0;        // of the latest
   Slices<TimelineSlice> timeline{1000, {}};
   std::vector<BondHistory> bonds;  // the first ones seen
   std::vector<TimeSpan> halts;
@@ -92,11 +103,11 @@ struct History {
   std::uint64_t newest_tail_last = 0;  // the same of the gap that a heartbeat told of last
 };
 
-// A message has been judged. `heard_ms`: wall clock at which it came live; 0: it did not.
-void note_message(History& history, const Judged& judged, std::uint64_t heard_ms);
+// A message has been reconciled. `received_ms`: wall clock at which it came live; 0: it did not.
+void note_message(History& history, const Reconciled& message, std::uint64_t received_ms);
 
 // A message that was sent never came: the prices and halts go on by its record.
-void note_missing(History& history, const Judged& judged);
+void note_missing(History& history, const Reconciled& message);
 
 // Something has happened on the feed at the wall-clock time `at_ms`. Messages as such are left to note_message.
 void note_event(History& history, const Event& event, std::int64_t at_ms);

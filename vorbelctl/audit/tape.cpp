@@ -1,10 +1,10 @@
 #include "vorbelctl/audit/tape.h"
 
+#include <fmt/format.h>
+
 #include <cmath>
-#include <utility>
 
 #include "vorbelctl/audit/eastern_time.h"
-#include "vorbelctl/audit/json_line.h"
 
 namespace vorbelctl {
 namespace {
@@ -16,119 +16,162 @@ constexpr std::string_view first_line_has = "\"trade_id\":\"0000001\"";
 constexpr std::uint64_t patience_ms = 60000;
 
 // The tape's one-digit word for the cap that a quantity went over.
-Value cap_of(const TruthRecord& trade) {
-  return std::string(!trade.capped ? "0" : trade.terms.quantity == 1e6 ? "1" : "5");
+char cap_of(const TruthRecord& trade) {
+  if (cell(trade, "capped").text != "true") return '0';
+  return cell(trade, "quantity").number == 1e6 ? '1' : '5';
 }
 
 // A trade that came over a trading system says so twice: in its ATS mark, and in where it was reported, unless the
 // generator made it. Nothing else is known of venue and where.
-bool route_fits(const TapeRecord& line, const TruthRecord& trade) {
-  if (line.where == "book") return trade.terms.ats == 'Y';
-  return trade.terms.ats != 'Y' || (line.venue == "SYN" && line.where == "away");
+bool route_fits(const TapeLine& line, const TruthRecord& trade) {
+  const bool on_system = cell(trade, "ats").text == "Y";
+  if (line.where == "book") return on_system;
+  return !on_system || (line.venue == "SYN" && line.where == "away");
 }
 
 // The lag is counted from the execution to a moment shortly before the line was written, and never negative.
-bool lag_fits(const TapeRecord& line) {
+bool lag_fits(const TapeLine& line) {
   const std::uint64_t most = line.written_ms > line.executed_ms ? line.written_ms - line.executed_ms : 0;
   return line.report_lag_ms <= most && most - line.report_lag_ms <= patience_ms;
 }
 
-// Makes the next line the entry; false while there is none.
-bool read_entry(Tape& tape, bool no_more) {
+// Makes the next line the one at hand; false while there is none.
+bool read_next(Tape& tape, bool no_more) {
+  if (tape.ended) return false;
   const auto line = next_line(tape.file, no_more);
   if (!line) return false;
+  const std::uint64_t before = tape.line.sequence;
+  tape.text = line->text;
+  tape.wrong_key = read_tape(tape.text, tape.line);
+  // A bench that is started anew goes on in the same file.
+  tape.ended = tape.lines != 0 && tape.wrong_key.empty() && tape.line.sequence < before &&
+               tape.text.find(first_line_has) != std::string::npos;
+  if (tape.ended) return false;
   ++tape.lines;
-  const auto fields = parse_object(line->text);
-  tape.entry = fields ? read_tape(*fields) : Read<TapeRecord>{{}, "line"};
+  tape.there = true;
   return true;
 }
 
-// Takes the entry off the tape as one that belongs to no trade.
-void complain_of_entry(Tape& tape) {
-  const std::uint64_t sequence = tape.entry->record.sequence;
-  tape.complaints.push_back(
-      {sequence, "tape.seq", Witness::truth, "no such trade", Witness::tape, std::to_string(sequence)});
-  tape.entry.reset();
+// Takes the line off the tape as one that belongs to no trade.
+void pass_over(Tape& tape) {
+  const std::uint64_t sequence = tape.line.sequence;
+  tape.found.push_back({sequence, "tape.seq", Source::truth, "no such trade", Source::tape, std::to_string(sequence)});
+  tape.there = false;
+}
+
+// The comparison of one line with one record.
+struct LineComparison {
+  std::uint64_t sequence;
+  std::vector<Discrepancy>& found;
+
+  void differ(std::string_view name, Source source, std::string expected, std::string received) const {
+    found.push_back(
+        {sequence, "tape." + std::string(name), source, std::move(expected), Source::tape, std::move(received)});
+  }
+  void same(std::string_view name, std::string_view expected, std::string_view received) const {
+    if (expected != received) differ(name, Source::truth, shown(expected), shown(received));
+  }
+  void same(std::string_view name, char expected, char received) const {
+    same(name, std::string_view(&expected, 1), std::string_view(&received, 1));
+  }
+};
+
+bool same_number(const Cell& expected, const Cell& received, double tolerance) {
+  if (expected.text == received.text) return true;
+  if (!std::isfinite(expected.number) || !std::isfinite(received.number)) {
+    return expected.number == received.number || (std::isnan(expected.number) && std::isnan(received.number));
+  }
+  return std::fabs(expected.number - received.number) <= tolerance;
+}
+
+void compare_amounts(const LineComparison& comparison, const TapeLine& line, const TruthRecord& trade) {
+  const Cell& price = cell(trade, "price");
+  const Cell& quantity = cell(trade, "quantity");
+  if (!same_number(price, line.price, 1e-9)) {
+    comparison.differ("price", Source::truth, shown(price.text), shown(line.price.text));
+  }
+  // Written without decimals, and rounded from more of them than the truth file shows.
+  if (!same_number(quantity, line.quantity, 0.51)) {
+    comparison.differ("quantity", Source::truth, shown(quantity.text), shown(line.quantity.text));
+  }
+  comparison.same("cap", cap_of(trade), line.cap);
+}
+
+void compare_parties(const LineComparison& comparison, const TapeLine& line, const TruthRecord& trade) {
+  comparison.same("side", cell(trade, "side").text.front(), line.side);
+  comparison.same("reporting_party", cell(trade, "reporting_party").text.front(), line.reporting_party);
+  comparison.same("contra_party", cell(trade, "contra_party").text.front(), line.contra_party);
+}
+
+void compare_times(const LineComparison& comparison, const TapeLine& line, const TruthRecord& trade) {
+  const std::string executed_at = local_date_time(static_cast<std::int64_t>(line.executed_ms / 1000));
+  if (!executed_at.empty()) comparison.same("exec_ts_ms", cell(trade, "executed_at").text, executed_at);
+  if (!lag_fits(line)) {
+    comparison.differ("report_lag_ms", Source::record, "the time from exec_ts_ms to shortly before ts_ms",
+                      std::to_string(line.report_lag_ms));
+  }
+  comparison.same("settle", cell(trade, "settlement").text, line.settlement);
 }
 
 }  // namespace
 
-Tape open_tape(const std::string& path) {
+void open_tape(Tape& tape, const std::string& path) {
   const RunExtent run = find_last_run(path, first_line_has);
-  Tape tape;
-  tape.file = open_lines(path);
+  tape.file = open_reader(path);
   go_to_run(tape.file, run);
-  return tape;
 }
 
-Presence reach_line(Tape& tape, std::uint64_t sequence, const std::string& trade_id, bool no_more) {
+Presence reach_line(Tape& tape, std::uint64_t sequence, std::string_view trade_id, bool no_more) {
   for (;;) {
-    if (!tape.entry) {
-      if (!read_entry(tape, no_more)) return no_more ? Presence::absent : Presence::not_yet;
-    }
+    if (!tape.there && !read_next(tape, no_more)) return no_more ? Presence::absent : Presence::not_yet;
     // A line that does not read is taken for the one that is expected in its place, and so is one that names the trade
     // under another number.
-    const TapeRecord& record = tape.entry->record;
-    const bool reads = tape.entry->wrong_key.empty();
-    if (!reads || record.sequence == sequence || record.trade_id == trade_id) return Presence::there;
-    if (record.sequence > sequence) return Presence::absent;
-    complain_of_entry(tape);
+    const bool reads = tape.wrong_key.empty();
+    if (!reads || tape.line.sequence == sequence || tape.line.trade_id == trade_id) return Presence::there;
+    if (tape.line.sequence > sequence) return Presence::absent;
+    pass_over(tape);
   }
 }
 
 void pass_rest(Tape& tape, std::uint64_t last) {
-  while (tape.entry || read_entry(tape, false)) {
-    if (!tape.entry->wrong_key.empty()) {
-      tape.complaints.push_back(
-          {last, "tape.line", Witness::truth, "no more trades", Witness::tape, "a line that does not read"});
-      tape.entry.reset();
+  while (tape.there || read_next(tape, false)) {
+    if (!tape.wrong_key.empty()) {
+      tape.found.push_back(
+          {last, "tape.line", Source::truth, "no more trades", Source::tape, "a line that does not read"});
+      tape.there = false;
       continue;
     }
-    if (tape.entry->record.sequence > last) return;
-    complain_of_entry(tape);
+    if (tape.line.sequence > last) return;
+    pass_over(tape);
   }
 }
 
 std::optional<std::uint64_t> compare_line(Tape& tape, std::uint64_t sequence, const TruthRecord& trade,
-                                          Findings& findings) {
-  const Read<TapeRecord> entry = *std::exchange(tape.entry, std::nullopt);
-  if (!entry.wrong_key.empty()) {
-    add_difference(findings, {sequence, "tape." + entry.wrong_key, Witness::truth, "a line that reads", Witness::tape,
-                              "one that does not"});
+                                          std::vector<Discrepancy>& found) {
+  tape.there = false;
+  const LineComparison comparison{sequence, found};
+  if (!tape.wrong_key.empty()) {
+    comparison.differ(tape.wrong_key, Source::truth, "a line that reads", "one that does not");
     return {};
   }
-  const TapeRecord& line = entry.record;
-  const auto compare = [&](const char* name, const Value& expected, const Value& found) {
-    compare_value(findings, sequence, std::string("tape.") + name, Witness::truth, expected, Witness::tape, found);
-  };
-  const auto demand = [&](bool fits, const char* name, Witness by, const std::string& expected, const Value& found) {
-    if (!fits) {
-      add_difference(findings, {sequence, std::string("tape.") + name, by, expected, Witness::tape, value_text(found)});
-    }
-  };
-  const auto character = [](char c) { return Value(std::string(1, c)); };
-
-  compare("seq", sequence, line.sequence);
-  demand(line.written_ms >= tape.written_ms, "ts_ms", Witness::order, "not before " + std::to_string(tape.written_ms),
-         line.written_ms);
-  compare("cusip", trade.cusip, line.cusip);
-  compare("symbol", trade.symbol, line.symbol);
-  compare("price", Number{trade.terms.price, 6}, Number{line.price, 6});
-  // Written without decimals, and rounded from more of them than the truth file shows.
-  demand(!(std::fabs(line.quantity - trade.terms.quantity) > 0.51), "quantity", Witness::truth,
-         value_text(Number{trade.terms.quantity, 2}), Number{line.quantity, 0});
-  compare("cap", cap_of(trade), character(line.cap));
-  compare("side", character(trade.terms.side), character(line.side));
-  compare("reporting_party", character(trade.terms.reporting_party), character(line.reporting_party));
-  compare("contra_party", character(trade.terms.contra_party), character(line.contra_party));
-  const std::string executed_at = local_date_time(static_cast<std::int64_t>(line.executed_ms / 1000));
-  if (!executed_at.empty()) compare("exec_ts_ms", trade.terms.executed_at, executed_at);
-  demand(lag_fits(line), "report_lag_ms", Witness::tape, "the time from exec_ts_ms to shortly before ts_ms",
-         line.report_lag_ms);
-  compare("settle", trade.terms.settlement, line.settlement);
-  compare("trade_id", trade.trade_id, line.trade_id);
-  demand(route_fits(line, trade), "where", Witness::truth, trade.terms.ats == 'Y' ? "book" : "not book",
-         line.venue + " " + line.where);
+  const TapeLine& line = tape.line;
+  if (line.sequence != sequence) {
+    comparison.differ("seq", Source::truth, std::to_string(sequence), std::to_string(line.sequence));
+  }
+  if (line.written_ms < tape.written_ms) {
+    comparison.differ("ts_ms", Source::order, fmt::format("not before {}", tape.written_ms),
+                      std::to_string(line.written_ms));
+  }
+  comparison.same("cusip", cell(trade, "cusip").text, line.cusip);
+  comparison.same("symbol", cell(trade, "symbol").text, line.symbol);
+  compare_amounts(comparison, line, trade);
+  compare_parties(comparison, line, trade);
+  compare_times(comparison, line, trade);
+  comparison.same("trade_id", cell(trade, "trade_id").text, line.trade_id);
+  if (!route_fits(line, trade)) {
+    comparison.differ("where", Source::truth, cell(trade, "ats").text == "Y" ? "book" : "not book",
+                      shown(fmt::format("{} {}", line.venue, line.where)));
+  }
   if (line.written_ms < tape.written_ms || !lag_fits(line)) return {};
   return tape.written_ms = line.written_ms;
 }

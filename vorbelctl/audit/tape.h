@@ -2,40 +2,51 @@
 // and compares it with the truth record; knows nothing of messages.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "vorbelctl/audit/findings.h"
-#include "vorbelctl/audit/lines.h"
-#include "vorbelctl/audit/records.h"
+#include "vorbelctl/audit/discrepancy.h"
+#include "vorbelctl/audit/line_reader.h"
+#include "vorbelctl/audit/record.h"
 
 namespace vorbelctl {
 
+// Not to be copied: the line's texts stand in `text`.
 struct Tape {
-  LineFile file;
-  std::optional<Read<TapeRecord>> entry;  // the line that is next
+  Tape() = default;
+  Tape(const Tape&) = delete;
+  Tape& operator=(const Tape&) = delete;
+
+  LineReader file;
+  bool ended = false;  // another run follows in the file
+  bool there = false;  // `line` is the one that is next
+  TapeLine line;
+  std::string_view wrong_key;  // why it cannot be used; empty: it can
+  std::string text;
   std::uint64_t lines = 0;
-  std::uint64_t written_ms = 0;        // of the line taken before; the wall clock goes forward
-  std::vector<Difference> complaints;  // about lines that belong to no trade, not yet taken
+  std::uint64_t written_ms = 0;    // of the line taken before; the wall clock goes forward
+  std::vector<Discrepancy> found;  // lines that belong to no trade, not yet taken
 };
 
 // Opens the latest run in the file. Throws std::invalid_argument when it cannot be read.
-Tape open_tape(const std::string& path);
+void open_tape(Tape& tape, const std::string& path);
 
 enum class Presence : std::uint8_t { there, not_yet, absent };
 
-// Makes `entry` the line of this trade. not_yet: it may still be written; absent: a later trade's line stands there, or
-// `no_more` will be written. Lines of trades that the truth does not have are complained of and left out.
-Presence reach_line(Tape& tape, std::uint64_t sequence, const std::string& trade_id, bool no_more);
+// Makes `line` the one of this trade. not_yet: it may still be written; absent: a later trade's line stands there, or
+// `no_more` will be written. Lines of trades that the truth does not have are noted and left out.
+Presence reach_line(Tape& tape, std::uint64_t sequence, std::string_view trade_id, bool no_more);
 
-// Complains of the lines that are left up to the sequence number `last`: all its trades have been compared, so they
-// belong to none.
+// Notes the lines that are left up to the sequence number `last`: all its trades have been compared, so they belong to
+// none.
 void pass_rest(Tape& tape, std::uint64_t last);
 
-// Compares `entry`, which is the trade's line, with the trade's record, and takes it off the tape. Returns the
-// wall-clock time at which it was written, when it can be believed.
+// Compares `line`, which is the trade's, with the trade's record, and takes it off the tape. Returns the wall-clock
+// time at which it was written, when it can be believed.
 std::optional<std::uint64_t> compare_line(Tape& tape, std::uint64_t sequence, const TruthRecord& trade,
-                                          Findings& findings);
+                                          std::vector<Discrepancy>& found);
 
 }  // namespace vorbelctl

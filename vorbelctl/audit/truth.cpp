@@ -4,7 +4,7 @@
 #include <limits>
 #include <utility>
 
-#include "vorbelctl/audit/json_line.h"
+#include "vorbelctl/audit/rules.h"
 
 namespace vorbelctl {
 namespace {
@@ -15,22 +15,38 @@ constexpr std::uint64_t lost_line = std::numeric_limits<std::uint64_t>::max();
 // A number further off is not believed, whatever is lost: places are kept for all trades before it.
 constexpr std::uint64_t most_lost_trades = 100000;
 
-std::optional<Truth::KeptLine> take_line(Truth& truth, bool no_more) {
+// The next line of the run. A bench that is started anew goes on in the same file: its first record ends this run.
+std::optional<Line> next_of_run(Truth& truth, bool no_more) {
+  if (truth.ended) return {};
+  auto line = next_line(truth.file, no_more);
+  if (!line) return line;
+  truth.ended =
+      truth.begun && leading_sequence(line->text) == 1 && line->text.find(first_record_has) != line->text.npos;
+  truth.begun = true;
+  return truth.ended ? std::nullopt : line;
+}
+
+// Puts the next line into the entry.
+bool take_line(Truth& truth, bool no_more) {
+  TruthEntry& entry = truth.entry;
   if (!truth.ahead.empty()) {
-    Truth::KeptLine line = std::move(truth.ahead.front());
+    entry.line = std::move(truth.ahead.front().text);
+    entry.line_at = truth.ahead.front().at;
     truth.ahead.pop_front();
-    return line;
+    return true;
   }
-  const auto line = next_line(truth.file, no_more);
-  if (!line) return {};
-  return Truth::KeptLine{line->at, std::string(line->text)};
+  const auto line = next_of_run(truth, no_more);
+  if (!line) return false;
+  entry.line = line->text;
+  entry.line_at = line->at;
+  return true;
 }
 
 // The sequence number of the record after the one just taken; nothing while it is not there.
 std::optional<std::uint64_t> peek_sequence(Truth& truth, bool no_more) {
   for (std::size_t i = 0;; ++i) {
     if (i == truth.ahead.size()) {
-      const auto line = next_line(truth.file, no_more);
+      const auto line = next_of_run(truth, no_more);
       if (!line) return {};
       truth.ahead.push_back({line->at, std::string(line->text)});
     }
@@ -38,51 +54,48 @@ std::optional<std::uint64_t> peek_sequence(Truth& truth, bool no_more) {
   }
 }
 
-void take_mark(Truth& truth, const TruthMark& mark) {
+void take_mark(Truth& truth, const Mark& mark) {
   ++truth.marks;
+  const std::string label = unescaped(mark.label);
+  if (const std::string_view wrong = wrong_label(label); !wrong.empty()) {
+    truth.found.push_back({truth.previous, "mark", Source::rule, std::string(wrong), Source::truth, shown(mark.label)});
+  }
   if (truth.previous == 0 || mark.sequence == truth.previous) return;
-  truth.complaints.push_back({truth.previous, "mark.seq", Witness::order, std::to_string(truth.previous),
-                              Witness::truth, std::to_string(mark.sequence)});
+  truth.found.push_back({truth.previous, "mark.seq", Source::order, std::to_string(truth.previous), Source::truth,
+                         std::to_string(mark.sequence)});
 }
 
-TruthEntry read_entry(const Truth::KeptLine& line, const std::optional<FieldList>& fields) {
-  TruthEntry entry;
-  entry.line_at = line.at;
-  if (!fields) {
-    entry.wrong_key = "line";
-    return entry;
-  }
-  auto read = read_truth(*fields);
-  entry.record = std::move(read.record);
-  entry.wrong_key = std::move(read.wrong_key);
-  entry.sequence = leading_sequence(line.text);
-  return entry;
+void read_entry(TruthEntry& entry) {
+  entry.wrong_key = read_truth(entry.line, entry.record);
+  entry.sequence = entry.wrong_key == "line" ? 0 : leading_sequence(entry.line);
 }
 
 enum class Place : std::uint8_t { fits, unknown, stray };
 
 // A line without a number stands for a record when the one that is wanted does not follow it.
-Place settle_unnumbered(Truth& truth, TruthEntry& entry, std::optional<std::uint64_t> following) {
+Place settle_unnumbered(Truth& truth, std::optional<std::uint64_t> following) {
+  TruthEntry& entry = truth.entry;
   entry.sequence = truth.previous + 1;
   if (following != entry.sequence) return Place::fits;
-  truth.complaints.push_back(
-      {entry.sequence, "truth.line", Witness::order, "records and marks", Witness::truth, "a line that is neither"});
+  truth.found.push_back(
+      {entry.sequence, "truth.line", Source::order, "records and marks", Source::truth, "a line that is neither"});
   return Place::stray;
 }
 
-// Records go up by one. Where one does not, the record behind it tells whether its own number is wrong or others are
-// missing before it.
-Place settle_place(Truth& truth, TruthEntry& entry, bool no_more) {
+// Records go up by one. Where one does not, the record behind it tells whether its own number is wrong, others are
+// missing before it, or it does not belong here.
+Place settle_place(Truth& truth, bool no_more) {
+  TruthEntry& entry = truth.entry;
   const std::uint64_t wanted = truth.previous + 1;
   const bool in_order = entry.sequence == wanted || (truth.previous == 0 && entry.sequence != 0);
   if (in_order) return Place::fits;
   const auto following = peek_sequence(truth, no_more);
   if (!following && !no_more) return Place::unknown;
-  if (entry.sequence == 0) return settle_unnumbered(truth, entry, following);
-  const bool others_missing = entry.sequence > wanted && following != wanted + 1;
+  if (entry.sequence == 0) return settle_unnumbered(truth, following);
+  const bool others_missing = entry.sequence > wanted && following != wanted && following != wanted + 1;
   if (others_missing) return Place::fits;
-  truth.complaints.push_back(
-      {wanted, "seq", Witness::order, std::to_string(wanted), Witness::truth, std::to_string(entry.sequence)});
+  truth.found.push_back(
+      {wanted, "seq", Source::order, std::to_string(wanted), Source::truth, std::to_string(entry.sequence)});
   if (following != wanted + 1) return Place::stray;
   entry.sequence = wanted;
   return Place::fits;
@@ -90,37 +103,33 @@ Place settle_place(Truth& truth, TruthEntry& entry, bool no_more) {
 
 }  // namespace
 
-Truth open_truth(const std::string& path) {
+void open_truth(Truth& truth, const std::string& path) {
   const RunExtent run = find_last_run(path, first_record_has);
-  Truth truth;
-  truth.file = open_lines(path);
+  truth.file = open_reader(path);
   truth.last_known = run.last;
   go_to_run(truth.file, run);
-  return truth;
 }
 
 bool reach_entry(Truth& truth, bool no_more) {
-  while (!truth.entry) {
-    auto line = take_line(truth, no_more);
-    if (!line) return false;
-    const auto fields = parse_object(line->text);
-    if (fields) {
-      if (const auto mark = read_mark(*fields)) {
-        take_mark(truth, *mark);
-        continue;
-      }
+  TruthEntry& entry = truth.entry;
+  while (!entry.there) {
+    if (!take_line(truth, no_more)) return false;
+    Mark mark;
+    if (read_mark(entry.line, mark)) {
+      take_mark(truth, mark);
+      continue;
     }
-    TruthEntry entry = read_entry(*line, fields);
-    const Place place = settle_place(truth, entry, no_more);
+    read_entry(entry);
+    const Place place = settle_place(truth, no_more);
     if (place == Place::unknown) {
-      truth.ahead.push_front(std::move(*line));
+      truth.ahead.push_front({entry.line_at, std::move(entry.line)});
       return false;
     }
     if (place == Place::stray) continue;
     truth.unread += entry.sequence - truth.previous - 1 + (entry.wrong_key.empty() ? 0 : 1);
     truth.previous = entry.sequence;
     ++truth.records;
-    truth.entry = std::move(entry);
+    entry.there = true;
   }
   return true;
 }
@@ -136,21 +145,21 @@ bool may_be_lost(const Truth& truth, std::uint64_t trade_number) {
   return truth.trades[trade_number - 1].line_at == lost_line;
 }
 
-void index_trade(Truth& truth, std::uint64_t trade_number, std::uint64_t line_at, std::uint32_t sent_date) {
+void index_trade(Truth& truth, std::uint64_t trade_number, std::uint32_t sent_date) {
   if (may_be_next(truth, trade_number)) truth.trades.resize(trade_number - 1, {lost_line, 0, false});
-  truth.trades.push_back({line_at, sent_date, false});
+  truth.trades.push_back({truth.entry.line_at, sent_date, false});
   truth.unread = 0;
 }
 
-std::optional<TruthRecord> find_trade(Truth& truth, std::uint64_t trade_number) {
-  const IndexedTrade* const trade = indexed_trade(truth, trade_number);
-  if (trade == nullptr || trade->line_at == lost_line) return {};
-  const auto line = line_at(truth.file, trade->line_at);
-  const auto fields = line ? parse_object(*line) : std::nullopt;
-  if (!fields) return {};
-  auto read = read_truth(*fields);
-  if (!read.wrong_key.empty()) return {};
-  return std::move(read.record);
+bool find_trade(Truth& truth, std::uint64_t trade_number, TruthEntry& trade) {
+  const IndexedTrade* const indexed = indexed_trade(truth, trade_number);
+  if (indexed == nullptr || indexed->line_at == lost_line) return false;
+  auto line = line_at(truth.file, indexed->line_at);
+  if (!line) return false;
+  trade.line = std::move(*line);
+  read_entry(trade);
+  trade.there = trade.wrong_key.empty() && brings_trade(trade.record.row->kind);
+  return trade.there;
 }
 
 IndexedTrade* indexed_trade(Truth& truth, std::uint64_t trade_number) {

@@ -1,54 +1,49 @@
 #include "vorbelctl/commands/dashboard.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
+#include <initializer_list>
+#include <optional>
+#include <string_view>
 
 #include "vorbelctl/commands/listing.h"
 #include "vorbelctl/commands/listing_text.h"
-#include "vorbelctl/commands/stats.h"
-#include "vorbelctl/handler/wording.h"
+#include "vorbelctl/doors/control_port.h"
 
 namespace vorbelctl {
 namespace {
 
-// A column of the table of bonds, cut to its width.
-std::string column(const std::string& text, std::size_t width) {
-  return padded(text.substr(0, width), width);
-}
-
 std::string per_second(const Rate& rate) {
-  return value_text(Number{rate.per_second, 1}) + "/s";
+  return fmt::format("{:.1f}/s", rate.per_second);
 }
 
 // "dropped 3" for each of the names.
-std::string some_stats(const FieldList& stats, const std::vector<std::string>& names) {
+std::string some_stats(const FieldList& stats, std::initializer_list<std::string_view> names) {
   std::string text;
-  for (const auto& name : names) text += "  " + name + " " + std::to_string(stat(stats, name));
+  for (const auto name : names) text += fmt::format("  {} {}", name, stat(stats, name));
   return text;
 }
 
-// The columns and a mark behind them fit a terminal of 80.
-constexpr std::size_t cusip_width = 10;
-constexpr std::size_t symbol_width = 14;
-constexpr std::size_t price_width = 11;
-constexpr std::size_t prints_width = 6;
-constexpr std::size_t amendments_width = 5;
+// A bond's columns: CUSIP and symbol, cut to their widths, three prices, prints, cancels and corrections. They and a
+// mark behind them fit a terminal of 80.
+constexpr std::string_view bond_columns = "{:<10.10}{:<14.14}{:>11}{:>11}{:>11}{:>6}{:>5}{:>5}";
 
 std::string bond_heading() {
-  return column("cusip", cusip_width) + column("symbol", symbol_width) + padded_left("last", price_width) +
-         padded_left("high", price_width) + padded_left("low", price_width) + padded_left("print", prints_width) +
-         padded_left("canc", amendments_width) + padded_left("corr", amendments_width);
+  return fmt::format(bond_columns, "cusip", "symbol", "last", "high", "low", "print", "canc", "corr");
 }
 
 std::string sale_text(const std::optional<Sale>& sale) {
-  return padded_left(sale ? value_text(Number{sale->price, 6}) : "-", price_width);
+  return sale ? fmt::format("{:.6f}", sale->price) : "-";
 }
 
 std::string bond_line(const std::string& cusip, const Book& book) {
-  return column(printable(cusip), cusip_width) + column(printable(book.symbol), symbol_width) + sale_text(book.last) +
-         sale_text(book.high) + sale_text(book.low) + padded_left(std::to_string(book.prints.size()), prints_width) +
-         padded_left(std::to_string(book.cancels), amendments_width) +
-         padded_left(std::to_string(book.corrections), amendments_width) +
-         (book.halted ? " HALTED " + printable(book.halt_reason) : "") + (book.close ? " closed" : "");
+  std::string line =
+      fmt::format(bond_columns, printable(cusip), printable(book.symbol), sale_text(book.day.last),
+                  sale_text(book.day.high), sale_text(book.day.low), book.prints.live, book.cancels, book.corrections);
+  if (book.halted) line += fmt::format(" HALTED {}", printable(book.halt_reason));
+  if (book.close) line += " closed";
+  return line;
 }
 
 // The table of bonds in at most `room` lines below its heading; what it leaves out is counted.
@@ -57,30 +52,47 @@ std::vector<std::string> bond_lines(const Books& books, std::size_t room) {
   const std::size_t shown = cusips.size() <= room ? cusips.size() : room - std::min<std::size_t>(room, 1);
   std::vector<std::string> lines{bond_heading()};
   for (std::size_t i = 0; i < shown; ++i) lines.push_back(bond_line(cusips[i], books.find(cusips[i])->second));
-  if (shown < cusips.size()) lines.push_back("... " + std::to_string(cusips.size() - shown) + " more");
+  if (shown < cusips.size()) lines.push_back(fmt::format("... {} more", cusips.size() - shown));
   return lines;
+}
+
+// What a right feed never shows; empty there.
+std::string trouble_of_senders(const ReceiverTotals& totals) {
+  std::string text;
+  if (totals.altered != 0) text += fmt::format("  altered {}", totals.altered);
+  if (totals.second_senders != 0) text += fmt::format("  second senders {}", totals.second_senders);
+  if (totals.began_again != 0) text += fmt::format("  began again {}", totals.began_again);
+  return text;
 }
 
 std::vector<std::string> heading(const Dashboard& dashboard, const ReceiverTotals& totals) {
   const Addresses& addresses = dashboard.addresses;
   std::vector<std::string> lines{
-      "vorbelctl watch   " + addresses.session + " on " + endpoint(addresses.group, addresses.feed_port) +
-          "   q ends it",
-      "feed    " + per_second(dashboard.messages) + "  messages " + std::to_string(totals.messages) + "  packets " +
-          std::to_string(totals.packets) + "  heartbeats " + std::to_string(totals.heartbeats),
-      "seen    gaps " + std::to_string(totals.gaps) + "  late " + std::to_string(totals.late) + "  recovered " +
-          std::to_string(totals.recovered) + "  missing " + std::to_string(totals.missing) + "  duplicates " +
-          std::to_string(totals.duplicates)};
+      fmt::format("vorbelctl watch   {} on {}   q ends it", addresses.session,
+                  endpoint(addresses.group, addresses.feed_port)),
+      fmt::format("feed    {}  messages {}  packets {}  heartbeats {}", per_second(dashboard.messages), totals.messages,
+                  totals.packets, totals.heartbeats),
+      fmt::format("seen    gaps {}  late {}  recovered {}  missing {}  duplicates {}", totals.gaps, totals.late,
+                  totals.recovered, totals.missing, totals.duplicates)};
+  lines.back() += trouble_of_senders(totals);
   if (addresses.control_port == 0) return lines;
   if (dashboard.stats.empty()) {
-    lines.push_back("bench   the control port " + endpoint("127.0.0.1", addresses.control_port) + " does not answer");
+    lines.push_back(
+        fmt::format("bench   the control port {} does not answer", endpoint("127.0.0.1", addresses.control_port)));
     return lines;
   }
-  lines.push_back("bench   " + per_second(dashboard.reports) +
-                  some_stats(dashboard.stats, {"seq", "reports", "capped", "retrans"}));
-  lines.push_back("      " + some_stats(dashboard.stats, {"cancels", "corrections", "halts"}));
-  lines.push_back("faults" + some_stats(dashboard.stats, {"sent", "dropped", "duplicated", "reordered"}));
+  const FieldList& stats = dashboard.stats;
+  lines.push_back(fmt::format("bench   {}{}", per_second(dashboard.reports),
+                              some_stats(stats, {"seq", "reports", "capped", "retrans"})));
+  lines.push_back("      " + some_stats(stats, {"cancels", "corrections", "halts"}));
+  lines.push_back("faults" + some_stats(stats, {"sent", "dropped", "duplicated", "reordered"}));
   return lines;
+}
+
+// Keeps the first line of what an event is shown as.
+void remember(Dashboard& dashboard, const std::string& text) {
+  dashboard.recent.push_back(text.substr(0, text.find('\n')));
+  if (dashboard.recent.size() > most_recent) dashboard.recent.pop_front();
 }
 
 }  // namespace
@@ -95,18 +107,15 @@ void update_rate(Rate& rate, std::uint64_t count, std::uint64_t now_ms) {
 }
 
 void take_event(Dashboard& dashboard, const Event& event) {
-  bool everyday = event.kind == EventKind::heartbeat || event.kind == EventKind::gap_closed;
+  if (event.kind == EventKind::began_again) dashboard.books.clear();
   if (event.kind == EventKind::message) {
     const Decoded decoded = decode_message(event.text);
-    if (decoded.malformed.empty()) {
-      apply_message(dashboard.books, decoded.message);
-      everyday = decoded.message.kind == Kind::trade;
-    }
+    const bool reads = decoded.malformed.empty();
+    if (reads) apply_message(dashboard.books, decoded.message);
+    if (!reads || kind_of(decoded.message) != Kind::trade) remember(dashboard, message_text(event, decoded, false));
+  } else if (event.kind != EventKind::heartbeat && event.kind != EventKind::gap_closed) {
+    remember(dashboard, event_text(event, false));
   }
-  if (everyday) return;
-  const std::string text = event_text(event, false);
-  dashboard.recent.push_back(text.substr(0, text.find('\n')));
-  if (dashboard.recent.size() > most_recent) dashboard.recent.pop_front();
 }
 
 std::vector<std::string> screen_lines(const Dashboard& dashboard, const ReceiverTotals& totals, std::size_t width,
@@ -128,12 +137,13 @@ std::vector<std::string> screen_lines(const Dashboard& dashboard, const Receiver
 }
 
 std::string status_line(const Dashboard& dashboard, const ReceiverTotals& totals) {
-  std::string line = "feed " + per_second(dashboard.messages) + "  messages " + std::to_string(totals.messages) +
-                     "  missing " + std::to_string(totals.missing) + "  duplicates " +
-                     std::to_string(totals.duplicates) + "  heartbeats " + std::to_string(totals.heartbeats);
+  std::string line =
+      fmt::format("feed {}  messages {}  missing {}  duplicates {}  heartbeats {}", per_second(dashboard.messages),
+                  totals.messages, totals.missing, totals.duplicates, totals.heartbeats) +
+      trouble_of_senders(totals);
   if (!dashboard.stats.empty()) {
-    line += "  bench " + per_second(dashboard.reports) +
-            some_stats(dashboard.stats, {"seq", "reports", "cancels", "corrections", "dropped"});
+    line += fmt::format("  bench {}{}", per_second(dashboard.reports),
+                        some_stats(dashboard.stats, {"seq", "reports", "cancels", "corrections", "dropped"}));
   }
   return line;
 }
@@ -143,7 +153,7 @@ FieldList list_status(const Dashboard& dashboard, const ReceiverTotals& totals) 
                    {"messages_per_second", Number{dashboard.messages.per_second, 1}},
                    {"reports_per_second", Number{dashboard.reports.per_second, 1}}};
   // Both sides count packets and messages; what the bench says of itself is told apart by its name.
-  for (const auto& [name, value] : dashboard.stats) fields.push_back({"bench_" + name, value});
+  for (const auto& [name, value] : dashboard.stats) fields.push_back({fmt::format("bench_{}", name), value});
   const FieldList seen = list_totals(totals);
   fields.insert(fields.end(), seen.begin(), seen.end());
   return fields;

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "vorbelctl/doors/sockets.h"
 #include "vorbelctl/handler/book.h"
 #include "vorbelctl/handler/receiver.h"
-#include "vorbelctl/handler/sockets.h"
 
 namespace vorbelctl {
 
@@ -36,7 +36,7 @@ struct Dashboard {
 inline constexpr std::size_t most_recent = 100;
 
 // Takes an event of the feed: messages go into the books, and all but trades, heartbeats and the ends of
-// gaps among the recent events.
+// gaps among the recent events. Where the feed begins again, so do the books.
 void take_event(Dashboard& dashboard, const Event& event);
 
 // The whole screen as at most `height` lines of at most `width` characters: title, rates, faults, a line per bond in
@@ -45,7 +45,7 @@ void take_event(Dashboard& dashboard, const Event& event);
 std::vector<std::string> screen_lines(const Dashboard& dashboard, const ReceiverTotals& totals, std::size_t width,
                                       std::size_t height);
 
-// The state in one line, for an output that is no terminal.
+// The state in one line, for an output that is not a terminal.
 std::string status_line(const Dashboard& dashboard, const ReceiverTotals& totals);
 
 // The same by name, for JSON: the event "watch" with rates, statistics (where there are any) and the receiver's totals.

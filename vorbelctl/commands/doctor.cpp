@@ -1,16 +1,19 @@
-#include "vorbelctl/commands/doctor.h"
+#include "vorbelctl/commands/commands.h"
+
+#include <fmt/core.h>
 
 #include <algorithm>
-#include <exception>
+#include <cstdint>
 #include <iostream>
-#include <stdexcept>
+#include <string>
 
 #include "common/clocks.h"
 #include "vorbelctl/commands/doctor_checks.h"
-#include "vorbelctl/commands/stats.h"
-#include "vorbelctl/handler/fields.h"
+#include "vorbelctl/commands/doctor_doors.h"
+#include "vorbelctl/commands/program.h"
 #include "vorbelctl/handler/follow.h"
-#include "vorbelctl/handler/wording.h"
+#include "vorbelctl/wording/fields.h"
+#include "vorbelctl/wording/wording.h"
 
 namespace vorbelctl {
 namespace {
@@ -27,80 +30,69 @@ std::string verdict_name(Verdict verdict) {
   return "";
 }
 
-bool bench_answers(const Addresses& addresses) {
-  constexpr int patience_ms = 500;
-  if (addresses.control_port == 0) return false;
-  try {
-    const Socket control = open_control(addresses);
-    bool refused = false;
-    return parse_stats(ask_control(control, "stats", patience_ms, refused).value_or("")).has_value();
-  } catch (const std::exception&) {
-    return false;  // there is no way even to this machine itself: another check says so
-  }
-}
-
-Finding check_control(const Addresses& addresses) {
-  const std::string where = endpoint("127.0.0.1", addresses.control_port);
-  if (bench_answers(addresses)) return {Verdict::fine, "control", "a bench answers on " + where, ""};
-  return {Verdict::note, "control", "nobody answers on " + where + "; a bench may run without a control port", ""};
-}
-
 // "vorbelctl listen" for this feed, with the addresses that differ from the usual ones.
-std::string listen_command(const Addresses& addresses) {
+std::string listen_command(const Options& options) {
+  const Addresses& addresses = options.addresses;
   const Addresses usual;
-  std::string command = "vorbelctl listen";
-  if (addresses.group != usual.group) command += " --mcast " + addresses.group;
-  if (addresses.feed_port != usual.feed_port) command += " --port " + std::to_string(addresses.feed_port);
-  if (addresses.interface != usual.interface) command += " --iface " + addresses.interface;
+  std::string command = options.program + " listen";
+  if (addresses.group != usual.group) command += fmt::format(" --mcast {}", addresses.group);
+  if (addresses.feed_port != usual.feed_port) command += fmt::format(" --port {}", addresses.feed_port);
+  if (addresses.interface != usual.interface) command += fmt::format(" --iface {}", addresses.interface);
   return command;
 }
 
 // Names come from the network: one that could mean something to a shell makes no command.
-std::string listen_to_session(const Addresses& addresses, const std::string& session) {
+std::string listen_to_session(const Options& options, const std::string& session) {
   const bool harmless = !session.empty() && std::all_of(session.begin(), session.end(), [](char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
   });
-  return harmless ? listen_command(addresses) + " --session '" + session + "'" : "";
+  return harmless ? fmt::format("{} --session '{}'", listen_command(options), session) : "";
 }
 
 // Nothing of our session has come: what that means depends on who else can be heard.
-Finding explain_silence(const Addresses& addresses, const Receiver& receiver) {
+Finding explain_silence(const Options& options, const Receiver& receiver, bool bench_answers) {
+  const Addresses& addresses = options.addresses;
   const std::string check = "feed";
-  const std::string where = endpoint(addresses.group, addresses.feed_port) + " on " + addresses.interface;
+  const std::string where =
+      fmt::format("{} on {}", endpoint(addresses.group, addresses.feed_port), addresses.interface);
   if (receiver.totals.foreign != 0) {
     return {Verdict::problem, check,
-            "the feed on " + where + " is of the session \"" + printable(receiver.foreign_session) + "\", not \"" +
-                addresses.session + "\"",
-            listen_to_session(addresses, receiver.foreign_session)};
+            fmt::format("the feed on {} is of the session \"{}\", not \"{}\"", where,
+                        printable(receiver.foreign_session), addresses.session),
+            listen_to_session(options, receiver.foreign_session)};
   }
   if (receiver.totals.malformed != 0) {
-    return {Verdict::problem, check, "what arrives on " + where + " is no feed; listen shows the bytes",
-            listen_command(addresses)};
+    return {Verdict::problem, check, fmt::format("what arrives on {} is no feed; listen shows the bytes", where),
+            listen_command(options)};
   }
-  if (bench_answers(addresses)) {
+  if (bench_answers) {
     return {Verdict::problem, check,
-            "a bench answers on its control port, but nothing arrives on " + where +
-                "; compare --mcast, --port and --iface with the first line that the bench printed",
-            "tcpdump -i any -n udp port " + std::to_string(addresses.feed_port)};
+            fmt::format("a bench answers on its control port, but nothing arrives on {}; compare --mcast, --port and "
+                        "--iface with the first line that the bench printed",
+                        where),
+            fmt::format("tcpdump -i any -n udp port {}", addresses.feed_port)};
   }
-  if (addresses.control_port == 0) {
-    return {Verdict::problem, check, "nothing arrives on " + where + ": no bench runs here", "script/server"};
-  }
-  return {Verdict::problem, check, "nothing arrives on " + where + ", and no bench answers: it does not run here",
-          "script/server"};
+  return {Verdict::problem, check,
+          addresses.control_port == 0
+              ? fmt::format("nothing arrives on {}: no bench runs here", where)
+              : fmt::format("nothing arrives on {}, and no bench answers: it does not run here", where),
+          bench_command(options.program, addresses)};
 }
 
-// A bench that sends nothing else still sends a heartbeat every second.
-Finding check_feed(const Addresses& addresses, double seconds) {
+// A bench that sends nothing else still sends a heartbeat every second. `latest` is the last sequence number that a
+// bench gave on its control port, 0 where none answered, and becomes what the feed says.
+Finding check_feed(const Options& options, std::uint64_t& latest) {
+  const Addresses& addresses = options.addresses;
   try {
     Follower follower = follow_feed(addresses, {});
-    const std::uint64_t until_ms = vorbeld::monotonic_ms() + static_cast<std::uint64_t>(seconds * 1000);
+    const std::uint64_t until_ms = vorbeld::monotonic_ms() + static_cast<std::uint64_t>(options.doctor.seconds * 1000);
     const Receiver& receiver = follower.receiver;
     while (receiver.joined_at == 0 && vorbeld::monotonic_ms() < until_ms) pump(follower, 50);
-    if (receiver.joined_at == 0) return explain_silence(addresses, receiver);
-    return {Verdict::fine, "feed", "packets of the session " + addresses.session + " arrive", ""};
-  } catch (const std::runtime_error& problem) {
-    return {Verdict::problem, "feed", reason_of(problem), ""};
+    if (receiver.joined_at == 0) return explain_silence(options, receiver, latest != 0);
+    latest = receiver.end - 1;
+    return {Verdict::fine, "feed", fmt::format("packets of the session {} arrive", addresses.session), ""};
+  } catch (const DoorError& problem) {
+    return {Verdict::problem, "feed", problem.what(), ""};
   }
 }
 
@@ -115,9 +107,8 @@ void print_finding(const Options& options, const Finding& finding) {
   }
   if (options.quiet && finding.verdict != Verdict::problem) return;
   const std::string mark = finding.verdict == Verdict::problem ? "WRONG" : verdict_name(finding.verdict);
-  std::cout << mark << std::string(7 - mark.size(), ' ') << finding.check << std::string(12 - finding.check.size(), ' ')
-            << finding.says << "\n";
-  if (!finding.type.empty()) std::cout << std::string(19, ' ') << "type: " << finding.type << "\n";
+  std::cout << fmt::format("{:<7}{:<12}{}\n", mark, finding.check, finding.says);
+  if (!finding.type.empty()) std::cout << fmt::format("{:19}type: {}\n", "", finding.type);
   std::cout.flush();
 }
 
@@ -126,7 +117,8 @@ void print_finding(const Options& options, const Finding& finding) {
 std::uint64_t run_checks(const Options& options) {
   const Addresses& addresses = options.addresses;
   std::uint64_t problems = 0;
-  const auto passes = [&](const Finding& finding) {
+  const auto passes = [&](Finding finding) {
+    finding.type = runnable_commands(finding.type);
     print_finding(options, finding);
     if (finding.verdict == Verdict::problem) ++problems;
     return finding.verdict != Verdict::problem;
@@ -137,15 +129,24 @@ std::uint64_t run_checks(const Options& options) {
   passes(check_filters());
   if (joined) passes(check_buffer(addresses));
   passes(check_losses(addresses));
-  if (addresses.control_port != 0) passes(check_control(addresses));
-  if (joined) passes(check_feed(addresses, options.doctor.seconds));
+  ControlDoor control;
+  if (addresses.control_port != 0) control = ask_control_door(addresses, is_given(options, "--control-port"));
+  std::uint64_t latest = control.latest;
+  if (joined) passes(check_feed(options, latest));
+  // Where no bench is known to be there, that its doors are closed has no cause of its own.
+  const bool is_there = latest != 0;
+  if (addresses.control_port != 0 && (is_there || !control.is_closed)) passes(control.finding);
+  if (!is_there) return problems;
+  if (addresses.report_port != 0) passes(check_reports(addresses, is_given(options, "--report-port")));
+  if (addresses.retrans_port != 0) {
+    passes(check_retransmission(addresses, is_given(options, "--retrans-port"), latest));
+  }
   return problems;
 }
 
 }  // namespace
 
 int run_doctor(const Options& options) {
-  for (const auto& address : {options.addresses.group, options.addresses.interface}) ipv4_number(address);
   const std::uint64_t problems = run_checks(options);
   if (options.json) {
     std::cout << json_line({{"event", std::string("totals")}, {"problems", problems}}) << std::endl;

@@ -1,20 +1,20 @@
 #include "vorbelctl/commands/doctor_checks.h"
 
 #include <arpa/inet.h>
+#include <fmt/core.h>
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <array>
+#include <cstdlib>
 #include <cstring>
-#include <exception>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <sstream>
-#include <stdexcept>
-#include <string_view>
+#include <vector>
 
 namespace vorbelctl {
 namespace {
@@ -46,11 +46,6 @@ std::vector<Interface> list_interfaces() {
   return interfaces;
 }
 
-bool is_multicast(const std::string& group) {
-  constexpr std::uint32_t leading_bits = 0xe;  // of the four that all groups share
-  return ipv4_number(group) >> 28U == leading_bits;
-}
-
 std::string device_name(const Addresses& addresses) {
   for (const Interface& interface : list_interfaces()) {
     if (interface.address == addresses.interface) return interface.name;
@@ -59,7 +54,7 @@ std::string device_name(const Addresses& addresses) {
 }
 
 std::string larger_buffers() {
-  return "sysctl -w net.core.rmem_max=" + std::to_string(wanted_buffer);
+  return fmt::format("sysctl -w net.core.rmem_max={}", wanted_buffer);
 }
 
 std::string read_file(const std::string& path) {
@@ -69,57 +64,47 @@ std::string read_file(const std::string& path) {
 
 }  // namespace
 
-std::string reason_of(const std::exception& problem) {
-  const std::string_view text = problem.what();
-  return std::string(text.substr(0, text.find("; ")));
-}
-
 Finding check_interface(const Addresses& addresses) {
   const std::string check = "interface";
   std::string others;
   for (const Interface& interface : list_interfaces()) {
-    others += (others.empty() ? "" : ", ") + interface.name + " " + interface.address;
+    others += fmt::format("{}{} {}", others.empty() ? "" : ", ", interface.name, interface.address);
     if (interface.address != addresses.interface) continue;
-    const std::string who = interface.name + " with " + interface.address;
+    const std::string who = fmt::format("{} with {}", interface.name, interface.address);
     if ((interface.flags & IFF_UP) == 0) {
-      return {Verdict::problem, check, who + " is down", "ip link set " + interface.name + " up"};
+      return {Verdict::problem, check, who + " is down", fmt::format("ip link set {} up", interface.name)};
     }
     if ((interface.flags & IFF_LOOPBACK) != 0) return {Verdict::fine, check, who + " is up (this machine only)", ""};
     if ((interface.flags & IFF_MULTICAST) == 0) {
       return {Verdict::problem, check, who + " does not take multicast",
-              "ip link set " + interface.name + " multicast on"};
+              fmt::format("ip link set {} multicast on", interface.name)};
     }
     return {Verdict::fine, check, who + " is up and takes multicast", ""};
   }
   return {Verdict::problem, check,
-          "no interface has the address " + addresses.interface +
-              "; there are: " + (others.empty() ? "none that is up" : others + "; choose one with --iface"),
+          fmt::format("no interface has the address {}; there are: {}", addresses.interface,
+                      others.empty() ? "none that is up" : others + "; choose one with --iface"),
           others.empty() ? "ip link set lo up" : "ip -brief address"};
 }
 
 Finding check_route(const Addresses& addresses) {
   const std::string check = "route";
-  if (!is_multicast(addresses.group)) {
-    return {Verdict::problem, check,
-            addresses.group +
-                " is no multicast group; those lie in 224.0.0.0 to 239.255.255.255; choose the bench's with --mcast",
-            ""};
-  }
   try {
     open_feed_sender(addresses);
-  } catch (const std::runtime_error& problem) {
-    return {Verdict::problem, check, reason_of(problem), "ip route add 224.0.0.0/4 dev " + device_name(addresses)};
+  } catch (const DoorError& problem) {
+    return {Verdict::problem, check, problem.what(),
+            fmt::format("ip route add 224.0.0.0/4 dev {}", device_name(addresses))};
   }
-  return {Verdict::fine, check, addresses.group + " can be reached from " + addresses.interface, ""};
+  return {Verdict::fine, check, fmt::format("{} can be reached from {}", addresses.group, addresses.interface), ""};
 }
 
 Finding check_membership(const Addresses& addresses) {
   const std::string check = "membership";
   try {
     join_feed(addresses);
-  } catch (const std::runtime_error& problem) {
-    return {Verdict::problem, check, reason_of(problem),
-            "ss -ulpn 'sport = :" + std::to_string(addresses.feed_port) + "'; sysctl net.ipv4.igmp_max_memberships"};
+  } catch (const DoorError& problem) {
+    return {Verdict::problem, check, problem.what(),
+            fmt::format("ss -ulpn 'sport = :{}'; sysctl net.ipv4.igmp_max_memberships", addresses.feed_port)};
   }
   return {Verdict::fine, check, endpoint(addresses.group, addresses.feed_port) + " can be joined and listened on", ""};
 }
@@ -133,17 +118,17 @@ Finding check_probe(const Addresses& addresses) {
     const Socket receiver = join_feed(probed);
     sockaddr_in bound{};
     socklen_t length = sizeof bound;
-    getsockname(receiver.descriptor, reinterpret_cast<sockaddr*>(&bound), &length);
+    getsockname(receiver.number, reinterpret_cast<sockaddr*>(&bound), &length);
     probed.feed_port = ntohs(bound.sin_port);
     const Socket sender = open_feed_sender(probed);
     constexpr int patience_ms = 1000;
     came_back = send_datagram(sender, "probe") && wait_readable({&receiver}, patience_ms);
-  } catch (const std::exception&) {
-    came_back = false;  // why nothing can be joined is said by another check
+  } catch (const DoorError&) {
+    came_back = false;  // another check says why nothing can be joined
   }
   if (!came_back) {
     return {Verdict::problem, check,
-            "a packet sent to " + addresses.group + " on " + addresses.interface + " does not come back",
+            fmt::format("a packet sent to {} on {} does not come back", addresses.group, addresses.interface),
             "nft list ruleset; iptables -L -v -n; sysctl net.ipv4.conf.all.rp_filter"};
   }
   return {Verdict::fine, check, "a packet sent to the group comes back", ""};
@@ -165,22 +150,22 @@ Finding check_buffer(const Addresses& addresses) {
   try {
     const Socket receiver = join_feed(addresses);
     socklen_t length = sizeof granted;
-    getsockopt(receiver.descriptor, SOL_SOCKET, SO_RCVBUF, &granted, &length);
-  } catch (const std::runtime_error& problem) {
-    return {Verdict::problem, check, reason_of(problem), ""};
+    getsockopt(receiver.number, SOL_SOCKET, SO_RCVBUF, &granted, &length);
+  } catch (const DoorError& problem) {
+    return {Verdict::problem, check, problem.what(), ""};
   }
-  granted /= 2;  // the system reports twice of what it was asked for, for its own bookkeeping
-  const std::string says = "a receiver gets " + std::to_string(granted / 1024) + " KB for packets that wait";
+  granted /= 2;  // the system reports twice what it was asked for, and uses the rest for its own bookkeeping
+  const std::string says = fmt::format("a receiver gets {} KB for packets that wait", granted / 1024);
   if (granted >= wanted_buffer) return {Verdict::fine, check, says, ""};
-  if (granted >= least)
-    return {Verdict::note, check, says + "; bursts fit better with " + std::to_string(wanted_buffer >> 10), type};
+  if (granted >= least) {
+    return {Verdict::note, check, fmt::format("{}; bursts fit better with {}", says, wanted_buffer >> 10), type};
+  }
   return {Verdict::problem, check, says + "; that is too little for a burst", type};
 }
 
 Finding check_losses(const Addresses& addresses) {
   // Each socket is a line: number, local address:port (hexadecimal), ..., datagrams dropped.
-  std::array<char, 8> port{};
-  std::snprintf(port.data(), port.size(), ":%04X", static_cast<unsigned>(addresses.feed_port));
+  const std::string port = fmt::format(":{:04X}", addresses.feed_port);
   std::istringstream sockets(read_file("/proc/net/udp"));
   std::uint64_t lost = 0;
   for (std::string line; std::getline(sockets, line);) {
@@ -188,14 +173,16 @@ Finding check_losses(const Addresses& addresses) {
     std::string number;
     std::string local;
     words >> number >> local;
-    if (!local.ends_with(port.data())) continue;
+    if (!local.ends_with(port)) continue;
     lost += std::strtoull(line.substr(line.find_last_of(' ', line.find_last_not_of(' '))).c_str(), nullptr, 10);
   }
   if (lost == 0) return {Verdict::fine, "losses", "no receiver on this port has lost a datagram", ""};
-  return {Verdict::problem, "losses",
-          "receivers on port " + std::to_string(addresses.feed_port) + " have lost " + std::to_string(lost) +
-              " datagrams: they read too slowly for their buffers; allow larger ones, and let them ask with SO_RCVBUF",
-          larger_buffers()};
+  return {
+      Verdict::problem, "losses",
+      fmt::format("receivers on port {} have lost {} datagrams: they read too slowly for their buffers; allow larger "
+                  "ones, and let them ask with SO_RCVBUF",
+                  addresses.feed_port, lost),
+      larger_buffers()};
 }
 
 }  // namespace vorbelctl

@@ -1,13 +1,12 @@
 // What can stand between a bench and its receiver on this machine, looked at one thing at a time. Every check says in
-// plain words what it found and, where something is wrong, what to type. Addresses that are none are thrown as
+// plain words what it found and, where something is wrong, what to type. An address that does not read is thrown as
 // std::invalid_argument. Changes nothing on the system.
 #pragma once
 
 #include <cstdint>
-#include <exception>
 #include <string>
 
-#include "vorbelctl/handler/sockets.h"
+#include "vorbelctl/doors/sockets.h"
 
 namespace vorbelctl {
 
@@ -21,11 +20,8 @@ struct Finding {
   Verdict verdict = Verdict::fine;
   std::string check;  // what was looked at, one word
   std::string says;
-  std::string type;  // a command that helps, fit for a shell; empty: there is none
+  std::string type;  // a command that helps, fit for a shell; empty: no command does
 };
-
-// What went wrong with a socket, without the advice: a check has its own, and the advice may be to run these checks.
-std::string reason_of(const std::exception& problem);
 
 // The interface with that address exists, is up, and takes multicast.
 Finding check_interface(const Addresses& addresses);

@@ -1,11 +1,14 @@
-#include "vorbelctl/commands/fetch.h"
+#include "vorbelctl/commands/commands.h"
+
+#include <fmt/core.h>
 
 #include <iostream>
+#include <vector>
 
 #include "common/clocks.h"
 #include "vorbelctl/commands/listing.h"
 #include "vorbelctl/commands/listing_text.h"
-#include "vorbelctl/commands/silence.h"
+#include "vorbelctl/doors/addresses.h"
 #include "vorbelctl/handler/follow.h"
 
 namespace vorbelctl {
@@ -36,6 +39,7 @@ int run_fetch(const Options& options) {
   ReceiverSettings settings;
   settings.most_tries = 1;
   settings.insist = false;
+  settings.answer_timeout_ms = static_cast<std::uint64_t>(fetch.timeout_s * 1000);
   Follower follower = follow_answers(options.addresses, settings, fetch.first, fetch.first + fetch.count);
   const Receiver& receiver = follower.receiver;
   while (!receiver.gaps.empty() && !follower.requests_refused) print_events(options, pump(follower, 50));
@@ -43,10 +47,10 @@ int run_fetch(const Options& options) {
   print_events(options, take_events(follower.receiver));
   const bool nothing_came = receiver.totals.messages == 0;
   if (follower.requests_refused || nothing_came) {
-    std::cerr << "vorbelctl: " << no_retransmission(options.addresses, follower.requests_refused) << "\n";
+    std::cerr << fmt::format("vorbelctl: {}\n", no_retransmission(options.addresses, follower.requests_refused));
   }
-  if (follower.requests_refused && nothing_came) return nobody_there;
-  return receiver.totals.missing == 0 ? all_well : something_amiss;
+  if (nothing_came) return nobody_there;
+  return receiver.totals.missing + receiver.totals.altered == 0 ? all_well : something_amiss;
 }
 
 }  // namespace vorbelctl

@@ -22,10 +22,10 @@ LineInput open_lines_of(const std::string& path) {
   LineInput input;
   const bool standard = path == "-";
   input.name = standard ? "standard input" : path;
-  input.file = Socket(standard ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (input.file.descriptor < 0) fail(input, errno);
+  input.file = Descriptor(standard ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (input.file.number < 0) fail(input, errno);
   struct stat status {};
-  if (fstat(input.file.descriptor, &status) != 0) fail(input, errno);
+  if (fstat(input.file.number, &status) != 0) fail(input, errno);
   if (S_ISDIR(status.st_mode)) fail(input, EISDIR);
   if (S_ISREG(status.st_mode)) input.size = static_cast<std::uint64_t>(status.st_size);
   return input;
@@ -33,20 +33,20 @@ LineInput open_lines_of(const std::string& path) {
 
 void read_more(LineInput& input) {
   std::array<char, 65536> chunk;
-  const ssize_t length = read(input.file.descriptor, chunk.data(), chunk.size());
+  const ssize_t length = read(input.file.number, chunk.data(), chunk.size());
   if (length > 0) {
     input.unread.erase(0, input.at);
     input.at = 0;
     input.unread.append(chunk.data(), static_cast<std::size_t>(length));
   } else if (length == 0) {
-    input.file = Socket();
+    input.file = Descriptor();
   } else if (errno != EINTR && errno != EAGAIN) {
     fail(input, errno);
   }
 }
 
 void end_input(LineInput& input) {
-  input.file = Socket();
+  input.file = Descriptor();
   input.at = input.unread.size();
 }
 
@@ -54,7 +54,7 @@ bool take_line(LineInput& input, std::string& line) {
   if (is_at_end(input)) return false;
   const std::size_t end = input.unread.find('\n', input.at);
   const bool whole = end != std::string::npos;
-  if (!whole && input.file.descriptor >= 0) return false;
+  if (!whole && input.file.number >= 0) return false;
   line = input.unread.substr(input.at, whole ? end - input.at : std::string::npos);
   input.at += line.size() + (whole ? 1 : 0);
   input.taken += line.size() + (whole ? 1 : 0);
@@ -63,7 +63,7 @@ bool take_line(LineInput& input, std::string& line) {
 }
 
 bool is_at_end(const LineInput& input) {
-  return input.file.descriptor < 0 && input.at == input.unread.size();
+  return input.file.number < 0 && input.at == input.unread.size();
 }
 
 }  // namespace vorbelctl

@@ -5,12 +5,12 @@
 #include <cstdint>
 #include <string>
 
-#include "vorbelctl/handler/sockets.h"
+#include "vorbelctl/doors/sockets.h"
 
 namespace vorbelctl {
 
 struct LineInput {
-  Socket file;               // owns any descriptor, be it a file, a pipe or a terminal; reading may block. -1: the end
+  Descriptor file;           // a file, a pipe or a terminal; reading may block. -1: the end
   std::string name;          // as it stands in messages
   std::string unread;        // bytes read; those before `at` have been taken. A line may have any length.
   std::size_t at = 0;        // in `unread`
@@ -28,8 +28,8 @@ void read_more(LineInput& input);
 // Ends the input here; lines that have not been taken are dropped.
 void end_input(LineInput& input);
 
-// Takes the next whole line without its line feed; the last one needs none. False: more must be read first, or there is
-// no more.
+// Takes the next whole line without its line feed; the last line may lack it. False: more must be read first, or all
+// lines have been taken.
 bool take_line(LineInput& input, std::string& line);
 
 // True when every line has been taken.

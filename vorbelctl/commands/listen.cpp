@@ -1,13 +1,18 @@
-#include "vorbelctl/commands/listen.h"
+#include "vorbelctl/commands/commands.h"
 
+#include <fmt/core.h>
+
+#include <cstdint>
 #include <iostream>
 #include <limits>
+#include <string>
+#include <vector>
 
 #include "common/clocks.h"
-#include "vorbelctl/commands/interrupt.h"
 #include "vorbelctl/commands/listing.h"
 #include "vorbelctl/commands/listing_text.h"
-#include "vorbelctl/commands/silence.h"
+#include "vorbelctl/doors/addresses.h"
+#include "vorbelctl/handler/ends.h"
 #include "vorbelctl/handler/follow.h"
 
 namespace vorbelctl {
@@ -34,6 +39,8 @@ void print_events(Printer& printer, const std::vector<Event>& events) {
       printer.last_shown = event.first;
     }
     if (printer.quiet && event.kind != EventKind::message) continue;
+    // A gap closes where all its numbers came; of the others it has been said that they are missing.
+    if (event.kind == EventKind::gap_closed && event.missing != 0) continue;
     if (printer.json) {
       std::cout << json_line(event_fields(event)) << std::endl;
     } else {
@@ -43,16 +50,16 @@ void print_events(Printer& printer, const std::vector<Event>& events) {
   std::cout.flush();
 }
 
-// One round of following the feed. A retransmission port that does not answer is told of once.
+// One round of following the feed. It says once when the retransmission port does not answer.
 void follow_on(const Options& options, Follower& follower, Printer& printer, int timeout_ms) {
   print_events(printer, pump(follower, timeout_ms));
   if (printer.told_of_silence || !(follower.requests_refused || follower.receiver.silent)) return;
-  std::cerr << "vorbelctl: " << no_retransmission(options.addresses, follower.requests_refused) << "\n";
+  std::cerr << fmt::format("vorbelctl: {}\n", no_retransmission(options.addresses, follower.requests_refused));
   printer.told_of_silence = true;
 }
 
-// Once the time is up, the gaps that are open get the chance to be settled; new ones are not waited for.
-void settle(const Options& options, Follower& follower, Printer& printer) {
+// Once the time is up, the gaps that are open then may still be settled; later ones are not waited for.
+void settle_gaps(const Options& options, Follower& follower, Printer& printer) {
   constexpr std::uint64_t patience_ms = 3000;
   const std::uint64_t seen_end = follower.receiver.end;
   const std::uint64_t until_ms = vorbeld::monotonic_ms() + patience_ms;
@@ -69,13 +76,40 @@ void print_totals(const Printer& printer, const Receiver& receiver) {
     const FieldList all = list_totals(totals);
     fields.insert(fields.end(), all.begin(), all.end());
     std::cout << json_line(fields) << std::endl;
-  } else if (!printer.quiet) {
-    std::vector<Range> missing = receiver.missing;
-    if (printer.messages_left == 0) {
-      std::erase_if(missing, [&](const Range& range) { return range.first > printer.last_shown; });
-    }
-    std::cerr << totals_text(totals, missing);
+    return;
   }
+  std::vector<Range> missing = receiver.missing;
+  if (printer.messages_left == 0) {
+    std::erase_if(missing, [&](const Range& range) { return range.first > printer.last_shown; });
+  }
+  if (!printer.quiet) {
+    std::cerr << totals_text(totals, missing);
+  } else if (const std::string trouble = trouble_text(totals); !trouble.empty()) {
+    std::cerr << fmt::format("vorbelctl: {}{}{}\n", trouble, missing.empty() ? "" : "; ", missing_text(missing));
+  }
+}
+
+int complain_of_lack(const std::string& lack) {
+  std::cerr << fmt::format("vorbelctl: {}\n", lack);
+  return nobody_there;
+}
+
+// `lack`: what was asked for and did not come.
+int status_of(const Options& options, const Printer& printer, const Receiver& receiver, const std::string& lack) {
+  if (receiver.totals.ours == 0) return complain_of_lack(no_feed(options.addresses));
+  const int unmet = lack.empty() ? all_well : complain_of_lack(lack);
+  if (printer.shown.began_again != 0) return began_again;
+  return is_amiss(printer.shown) ? something_amiss : unmet;
+}
+
+Ends ends_of(const ListenOptions& listen) {
+  Ends ends;
+  ends.seconds = listen.seconds;
+  ends.messages = listen.count;
+  ends.end_of_session = listen.until_end;
+  ends.silence_s = listen.timeout_s;
+  ends.from = listen.from;
+  return ends;
 }
 
 ReceiverSettings make_settings(const ListenOptions& listen) {
@@ -93,21 +127,21 @@ int run_listen(const Options& options) {
   if (listen.count != 0) printer.messages_left = listen.count;
   Follower follower = follow_feed(options.addresses, make_settings(listen));
   catch_interrupts();
-  const std::uint64_t start_ms = vorbeld::monotonic_ms();
-  const auto time_is_up = [&] {
-    return listen.seconds > 0 && static_cast<double>(vorbeld::monotonic_ms() - start_ms) >= listen.seconds * 1000;
-  };
-  while (printer.messages_left > 0 && !interrupted() && !time_is_up()) {
+  const Ends ends = ends_of(listen);
+  Progress progress{vorbeld::monotonic_ms()};
+  std::uint64_t ended_ms = progress.begun_ms;
+  while (end_of(ends, progress, follower.receiver, ended_ms) == End::none) {
     follow_on(options, follower, printer, 50);
-    if (listen.until_end && complete(follower.receiver)) break;
+    ended_ms = vorbeld::monotonic_ms();
+    note_packets(progress, follower.receiver, ended_ms);
   }
   if (printer.messages_left > 0) {
-    settle(options, follower, printer);
+    settle_gaps(options, follower, printer);
     finish(follower.receiver, vorbeld::monotonic_ms());
     print_events(printer, take_events(follower.receiver));
   }
   print_totals(printer, follower.receiver);
-  return printer.shown.missing == 0 ? all_well : something_amiss;
+  return status_of(options, printer, follower.receiver, what_did_not_come(ends, progress, follower.receiver, ended_ms));
 }
 
 }  // namespace vorbelctl

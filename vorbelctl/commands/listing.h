@@ -3,17 +3,14 @@
 
 #include <string_view>
 
-#include "vorbelctl/handler/fields.h"
 #include "vorbelctl/handler/receiver.h"
+#include "vorbelctl/wording/fields.h"
 
 namespace vorbelctl {
 
 // The event by name; the first field is "event": the message's kind, "malformed_message", or the kind of the event.
 // Messages go on with seq, via and all their fields, other events with their numbers.
 FieldList event_fields(const Event& event);
-
-// "gap", "duplicate" and so on; "message" for a message, whatever it holds.
-std::string_view event_name(EventKind kind);
 
 // "live", "late" or "recovered".
 std::string_view via_name(Via via);
@@ -23,6 +20,9 @@ void add_to_totals(ReceiverTotals& totals, const Event& event);
 
 // The receiver's totals with those of messages and gaps taken from `shown`.
 ReceiverTotals totals_as_shown(const ReceiverTotals& totals, const ReceiverTotals& shown);
+
+// True when messages are missing or came again altered, or when a second sender goes on beside the one followed.
+bool is_amiss(const ReceiverTotals& totals);
 
 // The receiver's totals by name.
 FieldList list_totals(const ReceiverTotals& totals);

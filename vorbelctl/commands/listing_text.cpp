@@ -1,13 +1,17 @@
 #include "vorbelctl/commands/listing_text.h"
 
+#include <fmt/core.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <string_view>
+#include <utility>
 
 #include "vorbelctl/commands/listing.h"
-#include "vorbelctl/handler/message.h"
-#include "vorbelctl/handler/wording.h"
+#include "vorbelctl/handler/follow.h"
+#include "vorbelctl/wording/wording.h"
 
 namespace vorbelctl {
 namespace {
@@ -39,67 +43,74 @@ std::string_view escape_of(Tone tone) {
 }
 
 // "12:00:03" of a date-time.
-std::string time_of_day(const std::string& moment) {
-  return moment.substr(8, 2) + ":" + moment.substr(10, 2) + ":" + moment.substr(12, 2);
+std::string time_of_day(std::string_view moment) {
+  return fmt::format("{}:{}:{}", moment.substr(8, 2), moment.substr(10, 2), moment.substr(12, 2));
 }
 
-std::string price(double value) {
-  return padded_left(value_text(Number{value, 6}), 11);
-}
+// The fields of a trade's terms that a line shows: its own, or those of the original in a cancel.
+struct ShownTerms {
+  FieldId price;
+  FieldId quantity;
+  FieldId side;
+  FieldId reporting_party;
+  FieldId contra_party;
+};
+constexpr ShownTerms own{"price", "quantity", "side", "reporting_party", "contra_party"};
+constexpr ShownTerms original{"original_price", "original_quantity", "original_side", "original_reporting_party",
+                              "original_contra_party"};
 
-std::string quantity(const TradeTerms& terms) {
-  if (terms.quantity_indicator == 'E') return padded_left(terms.quantity == 1e6 ? "1MM+" : "5MM+", 14);
-  return padded_left(value_text(Number{terms.quantity, 2}), 14);
+std::string quantity_text(const Cell& quantity) {
+  const bool capped = quantity.text.find('M') != std::string_view::npos;
+  return capped ? std::string(quantity.text.substr(0, 4)) : fmt::format("{:.2f}", quantity.number);
 }
 
 // What is special about a trade, in words.
-std::string remarks(const TradeTerms& terms) {
+std::string remarks(const Message& message) {
   std::string words;
-  const auto add = [&](bool holds, const char* word) {
-    if (holds) words += std::string(" ") + word;
+  const auto add = [&](FieldId field, char wanted, std::string_view word) {
+    if (code(message, field) == wanted) words += fmt::format(" {}", word);
   };
-  add(terms.as_of == 'A', "as-of");
-  add(terms.as_of == 'R', "reversal");
-  add(terms.special == 'Y', "special");
-  add(terms.sale_condition_3 == 'Z', "late");
-  add(terms.sale_condition_3 == 'T', "after-hours");
-  add(terms.sale_condition_4 == 'W', "average-price");
-  add(terms.ats == 'Y', "ATS");
+  add("as_of", 'A', "as-of");
+  add("as_of", 'R', "reversal");
+  add("special", 'Y', "special");
+  add("sale_condition_3", 'Z', "late");
+  add("sale_condition_3", 'T', "after-hours");
+  add("sale_condition_4", 'W', "average-price");
+  add("ats", 'Y', "ATS");
   return words;
 }
 
-std::string deal(const TradeTerms& terms) {
-  return price(terms.price) + " " + quantity(terms) + "  " + printable(std::string(1, terms.side)) + " " +
-         terms.reporting_party + "/" + terms.contra_party;
+std::string deal(const Message& message, const ShownTerms& terms) {
+  return fmt::format("{:11.6f} {:>14}  {} {}/{}", number(message, terms.price),
+                     quantity_text(cell(message, terms.quantity)), printable(text(message, terms.side)),
+                     code(message, terms.reporting_party), code(message, terms.contra_party));
 }
 
-std::string day_text(const DayPrices& day) {
-  if (!day.last_yield) return "the day is empty";
-  return "high " + value_text(Number{day.high, 6}) + " low " + value_text(Number{day.low, 6}) + " last " +
-         value_text(Number{day.last, 6});
-}
-
-std::string change_text(const DayPrices& day) {
-  return std::string("  change ") + day.change;
+std::string day_text(const Message& message, FieldId last, FieldId last_yield) {
+  if (!cell(message, last_yield).said) return "the day is empty";
+  return fmt::format("high {:.6f} low {:.6f} last {:.6f}", number(message, "high"), number(message, "low"),
+                     number(message, last));
 }
 
 // What the message says, behind the columns that all kinds share.
 std::string body_text(const Message& message) {
-  switch (message.kind) {
+  const char change = code(message, "change");
+  switch (kind_of(message)) {
     case Kind::trade:
-      return message.trade_id + " " + deal(message.terms) + change_text(message.day) + remarks(message.terms);
+      return fmt::format("{} {}  change {}{}", text(message, "trade_id"), deal(message, own), change, remarks(message));
     case Kind::cancel:
-      return message.original_id + " " + deal(message.original) + change_text(message.day) + "  " +
-             day_text(message.day);
+      return fmt::format("{} {}  change {}  {}", text(message, "original_id"), deal(message, original), change,
+                         day_text(message, "last", "last_yield"));
     case Kind::correction:
-      return message.trade_id + " " + deal(message.terms) + change_text(message.day) + remarks(message.terms) +
-             "  instead of " + message.original_id + ", " + day_text(message.day);
+      return fmt::format("{} {}  change {}{}  instead of {}, {}", text(message, "trade_id"), deal(message, own), change,
+                         remarks(message), text(message, "original_id"), day_text(message, "last", "last_yield"));
     case Kind::halt:
-      return (message.action == 'H' ? "halted " : "resumed ") + printable(message.reason);
+      return fmt::format("{} {}", code(message, "action") == 'H' ? "halted" : "resumed",
+                         printable(text(message, "reason")));
     case Kind::summary:
-      return day_text(message.day);
+      return day_text(message, "close", "close_yield");
     case Kind::control:
-      return {message.type};
+      return {code(message, "type")};
   }
   return "";
 }
@@ -122,33 +133,42 @@ Tone tone_of(Kind kind) {
   return Tone::plain;
 }
 
-std::string columns(std::uint64_t sequence, std::string_view what, const std::string& rest) {
-  return padded_left(std::to_string(sequence), 8) + "  " + padded(std::string(what), 12) + " " + rest;
+std::string columns(std::uint64_t sequence, std::string_view what, std::string_view rest) {
+  return fmt::format("{:>8}  {:<12} {}", sequence, what, rest);
 }
 
 std::string message_line(const Event& event, const Message& message) {
-  std::string line = time_of_day(message.sent_at) + "  ";
-  if (message.kind != Kind::control) {
-    line += padded(printable(message.cusip), 9) + " " + padded(printable(message.symbol), 14) + " ";
-  }
-  line += body_text(message);
-  if (event.via != Via::live) line += std::string("  (") + std::string(via_name(event.via)) + ")";
-  return columns(event.first, kind_name(message.kind), line);
+  const std::string bond =
+      kind_of(message) == Kind::control
+          ? ""
+          : fmt::format("{:<9} {:<14} ", printable(text(message, "cusip")), printable(text(message, "symbol")));
+  const std::string via = event.via == Via::live ? "" : fmt::format("  ({})", via_name(event.via));
+  return columns(event.first, message.row->name,
+                 fmt::format("{}  {}{}{}", time_of_day(text(message, "sent_at")), bond, body_text(message), via));
 }
 
-// An event that is no message, as "what" and "rest".
-std::pair<std::string_view, std::string> tidings(const Event& event) {
+std::string altered_text(const Event& event) {
+  constexpr std::string_view same_number = "came again, with other contents";
+  if (event.earlier.empty()) return fmt::format("{}; the earlier ones are no longer kept", same_number);
+  const BytesDiffer differ = compare_bytes(event.earlier, event.text);
+  const std::string others = differ.others == 0 ? "" : fmt::format(" and {}", counted(differ.others, "other field"));
+  return fmt::format("{}: {} \"{}\", before \"{}\"{}; ignored", same_number, differ.field, printable(differ.later),
+                     printable(differ.earlier), others);
+}
+
+// An event that is not a message, or one that does not read, as "what" and "rest"; `malformed` is the latter's field.
+std::pair<std::string_view, std::string> tidings(const Event& event, std::string_view malformed) {
   const std::string range =
-      range_text({event.first, event.last}) + " (" + counted(event.last - event.first + 1, "message") + ")";
+      fmt::format("{} ({})", range_text({event.first, event.last}), counted(event.last - event.first + 1, "message"));
   switch (event.kind) {
     case EventKind::joined:
       return {"joined", "the stream starts here"};
     case EventKind::message:
-      return {"malformed", "the field \"" + event.reason + "\" does not read"};
+      return {"malformed", fmt::format("the field \"{}\" does not read", malformed)};
     case EventKind::gap:
       return {"gap", range + " skipped so far"};
     case EventKind::gap_closed:
-      return {"gap closed", range + " after " + std::to_string(event.open_ms) + " ms"};
+      return {"gap closed", fmt::format("{} after {} ms", range, event.open_ms)};
     case EventKind::missing:
       return {"missing", range + " given up"};
     case EventKind::out_of_order:
@@ -162,53 +182,76 @@ std::pair<std::string_view, std::string> tidings(const Event& event) {
     case EventKind::end_of_session:
       return {"end", "end of session; no number from here on was sent"};
     case EventKind::foreign_session:
-      return {"foreign", "a packet of the session \"" + printable(event.text) +
-                             "\" is ignored; --session chooses the one to follow"};
+      return {"foreign", fmt::format("a packet of the session \"{}\" is ignored; --session chooses the one to follow",
+                                     printable(event.text))};
     case EventKind::malformed_packet:
       return {"malformed", "no packet: " + event.reason};
     case EventKind::behind:
       return {"behind", "the feed stands here, before what was already seen or asked for"};
+    case EventKind::altered:
+      return {"altered", altered_text(event)};
+    case EventKind::began_again:
+      return {"began again", fmt::format("a new run from here on; the one before ended with {}", event.last)};
+    case EventKind::second_sender:
+      return {"second", second_sender_text(event) + "; it is ignored"};
   }
   return {"", ""};
 }
 
 std::string paint(const std::string& line, Tone tone, bool colours) {
   if (!colours || tone == Tone::plain) return line;
-  return std::string(escape_of(tone)) + line + "\x1b[0m";
+  return fmt::format("{}{}\x1b[0m", escape_of(tone), line);
 }
 
 }  // namespace
 
+std::string message_text(const Event& event, const Decoded& decoded, bool colours) {
+  if (decoded.malformed.empty()) {
+    return paint(message_line(event, decoded.message), tone_of(kind_of(decoded.message)), colours) + "\n";
+  }
+  const auto [what, rest] = tidings(event, decoded.malformed);
+  return paint(columns(event.first, what, rest), Tone::red, colours) + "\n" + hex_dump(event.text, most_dumped);
+}
+
 std::string event_text(const Event& event, bool colours) {
+  if (event.kind == EventKind::message) return message_text(event, decode_message(event.text), colours);
   Tone tone = event.kind == EventKind::heartbeat || event.kind == EventKind::joined ? Tone::dim : Tone::red;
   if (event.kind == EventKind::end_of_session) tone = Tone::green;
-  std::string dump;
-  Event shown = event;
-  if (event.kind == EventKind::message) {
-    const Decoded decoded = decode_message(event.text);
-    if (decoded.malformed.empty()) {
-      return paint(message_line(event, decoded.message), tone_of(decoded.message.kind), colours) + "\n";
-    }
-    shown.reason = decoded.malformed;
-  }
-  if (event.kind == EventKind::message || event.kind == EventKind::malformed_packet) {
-    dump = hex_dump(event.text, most_dumped);
-  }
-  const auto [what, rest] = tidings(shown);
+  const auto [what, rest] = tidings(event, "");
+  const std::string dump = event.kind == EventKind::malformed_packet ? hex_dump(event.text, most_dumped) : "";
   return paint(columns(event.first, what, rest), tone, colours) + "\n" + dump;
 }
 
 std::string totals_text(const ReceiverTotals& totals, const std::vector<Range>& missing) {
-  const std::string text = counted(totals.messages, "message") + ", " + counted(totals.packets, "packet") +
-                           " on the feed; " + counted(totals.gaps, "gap") + " of " +
-                           counted(totals.skipped, "message") + ": " + grouped(totals.late) + " late, " +
-                           grouped(totals.recovered) + " recovered, " + grouped(totals.missing) + " missing; " +
-                           counted(totals.duplicates, "duplicate") + "\n";
-  return missing.empty() ? text : text + missing_text(missing) + "\n";
+  std::string text =
+      fmt::format("{}, {} on the feed; {} of {}: {} late, {} recovered, {} missing; {}",
+                  counted(totals.messages, "message"), counted(totals.packets, "packet"), counted(totals.gaps, "gap"),
+                  counted(totals.skipped, "message"), grouped(totals.late), grouped(totals.recovered),
+                  grouped(totals.missing), counted(totals.duplicates, "duplicate"));
+  if (totals.altered != 0) text += fmt::format(", {} altered", grouped(totals.altered));
+  if (totals.second_senders != 0) text += fmt::format("; {}", counted(totals.second_senders, "second sender"));
+  if (totals.began_again != 0) text += "; the feed began again";
+  text += "\n";
+  return missing.empty() ? text : fmt::format("{}{}\n", text, missing_text(missing));
+}
+
+std::string trouble_text(const ReceiverTotals& totals) {
+  std::string text;
+  const auto add = [&](std::uint64_t number, std::string_view one, std::string_view what) {
+    if (number != 0) text += fmt::format("{}{}{}", text.empty() ? "" : ", ", counted(number, one), what);
+  };
+  add(totals.missing, "message", " missing");
+  add(totals.altered, "message", " altered");
+  add(totals.second_senders, "second sender", "");
+  if (totals.began_again != 0) text += fmt::format("{}the feed began again", text.empty() ? "" : ", ");
+  return text;
 }
 
 bool wants_colours() {
-  return isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr;  // NOLINT(concurrency-mt-unsafe): one thread
+  const char* const terminal = std::getenv("TERM");  // NOLINT(concurrency-mt-unsafe): one thread, here and below
+  const bool knows_colours = terminal != nullptr && std::string_view(terminal) != "dumb";
+  return knows_colours && isatty(STDOUT_FILENO) == 1 &&
+         std::getenv("NO_COLOR") == nullptr;  // NOLINT(concurrency-mt-unsafe)
 }
 
 }  // namespace vorbelctl

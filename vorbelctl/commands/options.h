@@ -1,22 +1,19 @@
-// What the command line asks for: one record with the addresses of the bench and a part for every command. Owns the
-// help texts; a wrong command line ends here, with status 2.
+// What the command line asks for: one record with the addresses of the bench and a part for every command.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
-#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "vorbelctl/commands/audit_options.h"
-#include "vorbelctl/handler/sockets.h"
+#include "vorbelctl/doors/addresses.h"
 
 namespace vorbelctl {
 
-// The exit statuses of all commands; each command's help says which it uses and for what.
-enum Status : int { all_well = 0, something_amiss = 1, wrong_usage = 2, nobody_there = 3 };
-
 struct ControlOptions {
   std::vector<std::string> words;  // the command, or "-" alone for a script on standard input
+  bool raw = false;                // arguments are left to the bench, which takes what it cannot read as a default
   double timeout_s = 2;            // for each reply
 };
 
@@ -30,13 +27,16 @@ struct ListenOptions {
   bool recover = false;
   std::uint64_t from = 0;  // 0: whatever comes first
   bool until_end = false;
-  std::uint64_t count = 0;  // messages; 0: no limit
-  double seconds = 0;       // 0: no limit
+  std::uint64_t count = 0;      // messages; 0: no limit
+  double seconds = 0;           // 0: no limit
+  double timeout_s = 10;        // silence after which nobody is there, or no more
+  std::string format = "text";  // "text" or "json"
 };
 
 struct FetchOptions {
   std::uint64_t first = 0;
   std::uint16_t count = 1;
+  double timeout_s = 0.25;  // silence after which an answer is complete, or none comes
 };
 
 struct WaitOptions {
@@ -53,8 +53,23 @@ struct WatchOptions {
   double timeout_s = 3;  // silence after which nobody is there
 };
 
+struct AuditOptions {
+  std::string truth;
+  std::string tape;     // empty: none is compared
+  std::string pcap;     // empty: the feed is listened to
+  std::string capture;  // empty: messages are received, not read from what a handler wrote down
+  bool offline = false;
+  std::uint64_t from = 0;  // 0: the first message of the run, or of the pcap file
+  bool until_end = false;  // end with the end of session
+  double seconds = 0;      // 0: no limit
+  double timeout_s = 5;    // silence after which nobody is there, or no more
+  std::string html;        // empty: no page is written
+};
+
 struct Options {
-  std::string command;  // name of the chosen one
+  std::string program = "vorbelctl";  // what to type to run it again
+  std::string command;                // name of the chosen one
+  std::vector<std::string> given;     // names of the options that stood on the command line
   Addresses addresses;
   bool quiet = false;
   bool json = false;
@@ -68,8 +83,9 @@ struct Options {
   AuditOptions audit;
 };
 
-// Reads the command line into `options`. Returns a status when there is nothing to run: help or the version was printed
-// (0), or the command line is wrong (2, said on standard error).
-std::optional<int> read_options(int argc, const char* const* argv, Options& options);
+// True when the option of that name ("--json") stood on the command line.
+inline bool is_given(const Options& options, std::string_view name) {
+  return std::find(options.given.begin(), options.given.end(), name) != options.given.end();
+}
 
 }  // namespace vorbelctl

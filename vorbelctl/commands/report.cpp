@@ -1,23 +1,25 @@
-#include "vorbelctl/commands/report.h"
+#include "vorbelctl/commands/commands.h"
 
+#include <fmt/core.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstring>
+#include <cstdint>
 #include <deque>
 #include <iostream>
 #include <stdexcept>
+#include <string>
 
 #include "common/clocks.h"
-#include "vorbelctl/commands/interrupt.h"
+#include "vorbelctl/commands/ending.h"
 #include "vorbelctl/commands/line_input.h"
 #include "vorbelctl/commands/report_lines.h"
-#include "vorbelctl/handler/fields.h"
-#include "vorbelctl/handler/wording.h"
+#include "vorbelctl/doors/report_port.h"
+#include "vorbelctl/handler/ends.h"
+#include "vorbelctl/wording/fields.h"
+#include "vorbelctl/wording/wording.h"
 
 namespace vorbelctl {
 namespace {
@@ -32,15 +34,11 @@ struct Counts {
 struct Sender {
   LineInput input;
   ReportFormat format;
-  Socket connection;
+  ReportConnection connection;
   std::uint32_t window = 1;             // most lines under way
-  std::string unsent;                   // whole lines and the rest of one
-  std::string unanswered;               // bytes of an answer that has not ended
   std::deque<std::uint64_t> under_way;  // numbers of the lines without an answer
   Counts counts;
-  std::string lost;            // why the connection is; empty: it is not
   std::uint64_t start_ms = 0;  // monotonic, as all here
-  std::uint64_t heard_ms = 0;  // when something was last sent or answered
   std::uint64_t shown_ms = 0;  // when the progress was last drawn
   bool json = false;
   bool shows_progress = false;
@@ -59,13 +57,13 @@ void complain(Sender& sender, std::uint64_t line, const std::string& kind, const
   if (sender.complaints > most_named) {
     std::cerr << "further lines are only counted\n";
   } else {
-    std::cerr << "line " << line << ": " << kind << ": " << printable(why) << "\n";
+    std::cerr << fmt::format("line {}: {}: {}\n", line, kind, printable(why));
   }
 }
 
 void take_answer(Sender& sender, const std::string& answer) {
   if (sender.under_way.empty()) {
-    sender.lost = "an answer came that no line was waiting for: " + printable(answer);
+    sender.connection.lost = "an answer came that no line was waiting for: " + printable(answer);
     return;
   }
   const std::uint64_t line = sender.under_way.front();
@@ -92,40 +90,10 @@ void queue_lines(Sender& sender) {
       complain(sender, sender.input.number, "malformed", report.wrong);
       if (sender.format.unknown) end_input(sender.input);
     } else if (!report.text.empty()) {
-      sender.unsent += report.text + "\n";
+      sender.connection.unsent += report.text + "\n";
       sender.under_way.push_back(sender.input.number);
     }
   }
-}
-
-void send_lines(Sender& sender) {
-  const ssize_t sent = send(sender.connection.descriptor, sender.unsent.data(), sender.unsent.size(), MSG_NOSIGNAL);
-  if (sent >= 0) {
-    sender.unsent.erase(0, static_cast<std::size_t>(sent));
-    sender.heard_ms = vorbeld::monotonic_ms();
-  } else if (errno != EAGAIN && errno != EINTR) {
-    sender.lost = std::strerror(errno);
-  }
-}
-
-void take_answers(Sender& sender) {
-  constexpr std::size_t longest_answer = 256;  // a bench needs no more than a dozen bytes
-  std::array<char, 65536> chunk;
-  const ssize_t length = recv(sender.connection.descriptor, chunk.data(), chunk.size(), 0);
-  if (length < 0 && (errno == EAGAIN || errno == EINTR)) return;
-  if (length <= 0) {
-    sender.lost = length == 0 ? "the bench closed it" : std::strerror(errno);
-    return;
-  }
-  sender.heard_ms = vorbeld::monotonic_ms();
-  sender.unanswered.append(chunk.data(), static_cast<std::size_t>(length));
-  std::size_t begin = 0;
-  for (std::size_t end = 0; (end = sender.unanswered.find('\n', begin)) != std::string::npos; begin = end + 1) {
-    if (end - begin > longest_answer) break;
-    take_answer(sender, sender.unanswered.substr(begin, end - begin));
-  }
-  sender.unanswered.erase(0, begin);
-  if (sender.unanswered.size() > longest_answer) sender.lost = "what comes from there is no answer";
 }
 
 // Waits for whatever can go on: more input while the window has room, an answer, room to send.
@@ -133,14 +101,18 @@ void wait_and_serve(Sender& sender, double timeout_s) {
   constexpr int longest_wait_ms = 100;
   const bool wants_input = sender.under_way.size() < sender.window;
   std::array<pollfd, 2> waiting{
-      {{wants_input ? sender.input.file.descriptor : -1, POLLIN, 0}, {sender.connection.descriptor, POLLIN, 0}}};
-  if (!sender.unsent.empty()) waiting[1].events |= POLLOUT;
+      {{wants_input ? sender.input.file.number : -1, POLLIN, 0}, {sender.connection.socket.number, POLLIN, 0}}};
+  ReportConnection& connection = sender.connection;
+  if (!connection.unsent.empty()) waiting[1].events |= POLLOUT;
   poll(waiting.data(), waiting.size(), longest_wait_ms);
+  const std::uint64_t now_ms = vorbeld::monotonic_ms();
   if (waiting[0].revents != 0) read_more(sender.input);
-  if ((waiting[1].revents & POLLOUT) != 0) send_lines(sender);
-  if ((waiting[1].revents & ~POLLOUT) != 0) take_answers(sender);
-  const auto silent_ms = static_cast<double>(vorbeld::monotonic_ms() - sender.heard_ms);
-  if (!sender.under_way.empty() && silent_ms > timeout_s * 1000) sender.lost = "no answer in time";
+  if ((waiting[1].revents & POLLOUT) != 0) send_lines(connection, now_ms);
+  if ((waiting[1].revents & ~POLLOUT) != 0) {
+    for (const auto& answer : take_answers(connection, now_ms)) take_answer(sender, answer);
+  }
+  const auto silent_ms = static_cast<double>(now_ms - connection.heard_ms);
+  if (!sender.under_way.empty() && silent_ms > timeout_s * 1000) connection.lost = "no answer in time";
 }
 
 void draw_progress(Sender& sender) {
@@ -152,11 +124,12 @@ void draw_progress(Sender& sender) {
   std::string bar;
   if (sender.input.size != 0) {
     const std::uint64_t done = std::min(width, sender.input.taken * width / sender.input.size);
-    bar = "[" + std::string(done, '#') + std::string(width - done, '.') + "] ";
+    bar = fmt::format("[{:#>{}}{:.>{}}] ", "", done, "", width - done);
   }
   const std::uint64_t seconds_1000 = std::max<std::uint64_t>(now_ms - sender.start_ms, 1);
-  std::cerr << "\r\x1b[K" << bar << sender.input.number << " lines, " << sender.counts.accepted * 1000 / seconds_1000
-            << " a second" << std::flush;
+  std::cerr << fmt::format("\r\x1b[K{}{} lines, {} a second", bar, sender.input.number,
+                           sender.counts.accepted * 1000 / seconds_1000)
+            << std::flush;
 }
 
 bool is_done(const Sender& sender) {
@@ -165,7 +138,7 @@ bool is_done(const Sender& sender) {
 
 // Ends with the last answer, with the connection, or with an interrupt.
 void send_all(Sender& sender, double timeout_s) {
-  while (!is_done(sender) && sender.lost.empty() && !interrupted()) {
+  while (!is_done(sender) && sender.connection.lost.empty() && !interrupted()) {
     queue_lines(sender);
     if (is_done(sender)) break;
     wait_and_serve(sender, timeout_s);
@@ -191,9 +164,39 @@ void print_totals(const Sender& sender) {
               << std::endl;
     return;
   }
-  std::cout << counts.accepted << " accepted, " << counts.refused << " refused, " << counts.malformed << " malformed";
-  if (unanswered != 0) std::cout << ", " << unanswered << " without an answer";
-  std::cout << "; " << value_text(Number{rate, 0}) << " a second" << std::endl;
+  std::cout << fmt::format("{} accepted, {} refused, {} malformed{}; {:.0f} a second\n", counts.accepted,
+                           counts.refused, counts.malformed,
+                           unanswered == 0 ? "" : fmt::format(", {} without an answer", unanswered), rate)
+            << std::flush;
+}
+
+// The status that the totals stand for, with a line about whatever they do not say.
+int status_of(const Sender& sender, const Options& options) {
+  const Counts& counts = sender.counts;
+  const std::uint64_t unanswered = sender.under_way.size();
+  if (!sender.connection.lost.empty()) {
+    return end_with(nobody_there,
+                    fmt::format("the connection to the report port {} is lost: {}; {} {} no answer",
+                                endpoint(options.addresses.host, options.addresses.report_port), sender.connection.lost,
+                                counted(unanswered, "line"), unanswered == 1 ? "has" : "have"),
+                    options.json);
+  }
+  if (sender.format.unknown) {
+    return end_with(
+        wrong_usage,
+        fmt::format("nothing of {} was sent; it must hold report lines, or CSV with a header row", sender.input.name),
+        options.json);
+  }
+  const bool stopped = interrupted() && !is_at_end(sender.input);
+  if (stopped && sender.input.size != 0) {
+    std::cerr << fmt::format("vorbelctl: stopped behind line {} of {}; the rest was not sent\n", sender.input.number,
+                             sender.input.name);
+    return something_amiss;
+  }
+  if (!stopped && counts.accepted + counts.refused + counts.malformed + unanswered == 0) {
+    return end_with(wrong_usage, fmt::format("there is no report in {}", sender.input.name), options.json);
+  }
+  return counts.refused + counts.malformed + unanswered == 0 ? all_well : something_amiss;
 }
 
 }  // namespace
@@ -204,8 +207,8 @@ int run_report(const Options& options) {
   sender.json = options.json;
   sender.shows_progress = !options.quiet && !options.json && isatty(STDERR_FILENO) == 1;
   sender.input = open_lines_of(options.report.file);
-  sender.connection = open_reports(options.addresses, static_cast<int>(options.report.timeout_s * 1000));
-  sender.start_ms = sender.heard_ms = vorbeld::monotonic_ms();
+  sender.connection.socket = open_reports(options.addresses, static_cast<int>(options.report.timeout_s * 1000));
+  sender.start_ms = sender.connection.heard_ms = vorbeld::monotonic_ms();
   catch_interrupts();
   try {
     send_all(sender, options.report.timeout_s);
@@ -214,14 +217,7 @@ int run_report(const Options& options) {
     throw;
   }
   print_totals(sender);
-  const std::uint64_t unanswered = sender.under_way.size();
-  if (!sender.lost.empty()) {
-    std::cerr << "vorbelctl: the connection to the report port "
-              << endpoint(options.addresses.host, options.addresses.report_port) << " is lost: " << sender.lost << "; "
-              << counted(unanswered, "line") << (unanswered == 1 ? " has" : " have") << " no answer\n";
-    return nobody_there;
-  }
-  return sender.counts.refused + sender.counts.malformed + unanswered == 0 ? all_well : something_amiss;
+  return status_of(sender, options);
 }
 
 }  // namespace vorbelctl

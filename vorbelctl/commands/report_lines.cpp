@@ -1,5 +1,7 @@
 #include "vorbelctl/commands/report_lines.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -8,7 +10,7 @@
 #include <system_error>
 #include <vector>
 
-#include "common/split.h"
+#include "common/text.h"
 
 namespace vorbelctl {
 namespace {
@@ -40,10 +42,10 @@ bool is_date(std::string_view text) {
 }
 
 // Whatever stands in a file that holds something else, its beginning tells enough.
-std::string quoted(std::string_view text) {
+std::string in_quotes(std::string_view text) {
   constexpr std::size_t most_shown = 40;
   const bool cut = text.size() > most_shown;
-  return "\"" + std::string(text.substr(0, most_shown)) + (cut ? "...\"" : "\"");
+  return fmt::format("\"{}{}\"", text.substr(0, most_shown), cut ? "..." : "");
 }
 
 // Splits a CSV row: fields may stand in double quotes, doubled inside them. Nothing when a quote is not closed.
@@ -67,21 +69,30 @@ std::optional<std::vector<std::string>> split_csv(std::string_view row) {
   return fields;
 }
 
+// As spreadsheets write it: in any case, with blanks around it.
+std::string column_name(std::string_view cell) {
+  cell = cell.substr(0, cell.find_last_not_of(" \t") + 1);
+  std::string name(cell.substr(std::min(cell.size(), cell.find_first_not_of(" \t"))));
+  for (char& c : name) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  return name;
+}
+
 // Reads the header row; returns what is wrong with it.
 std::string read_header(std::string_view row, CsvHeader& header) {
   const auto names = split_csv(row);
   if (!names) return "a quote is not closed";
   for (std::size_t i = 0; i < names->size(); ++i) {
-    const auto* const found = std::find(column_names.begin(), column_names.end(), (*names)[i]);
+    const auto* const found = std::find(column_names.begin(), column_names.end(), column_name((*names)[i]));
     if (found == column_names.end()) {
-      return "this is neither a report line nor a CSV header: " + quoted((*names)[i]) + " is no column";
+      return fmt::format("this is neither a report line nor a CSV header: {} is no column; the columns are {}",
+                         in_quotes((*names)[i]), fmt::join(column_names, ", "));
     }
     auto& column = header.at(static_cast<std::size_t>(found - column_names.begin()));
-    if (column) return "the CSV header names the column " + quoted(*found) + " twice";
+    if (column) return fmt::format("the CSV header names the column {} twice", in_quotes(*found));
     column = i;
   }
   for (const Column column : required) {
-    if (!header.at(column)) return "the CSV header has no column " + quoted(column_names.at(column));
+    if (!header.at(column)) return fmt::format("the CSV header has no column {}", in_quotes(column_names.at(column)));
   }
   return "";
 }
@@ -93,17 +104,18 @@ ReportLine report_of_row(const CsvHeader& header, std::string_view row, std::uin
   const auto columns = static_cast<std::size_t>(
       std::count_if(header.begin(), header.end(), [](const auto& column) { return column.has_value(); }));
   if (fields->size() > columns) {
-    return {"", "the row has " + std::to_string(fields->size()) + " cells, the header " + std::to_string(columns)};
+    return {"", fmt::format("the row has {} cells, the header {}", fields->size(), columns)};
   }
   std::string line = "T";
   for (std::size_t column = 0; column < column_count; ++column) {
     std::string value;
     if (const auto at = header.at(column)) {
-      if (*at >= fields->size()) return {"", "the row ends before its column " + quoted(column_names.at(column))};
+      if (*at >= fields->size())
+        return {"", fmt::format("the row ends before its column {}", in_quotes(column_names.at(column)))};
       value = (*fields)[*at];
     }
-    if (column == Column::exec_ms && value.empty()) value = std::to_string(now_ms);
-    if (value.find('|') != std::string::npos) return {"", "the value " + quoted(value) + " holds a |"};
+    if (column == Column::exec_ms && value.empty()) value = fmt::format("{}", now_ms);
+    if (value.find('|') != std::string::npos) return {"", fmt::format("the value {} holds a |", in_quotes(value))};
     line += "|" + value;
   }
   return {line, check_report(line)};
@@ -127,24 +139,29 @@ std::string check_report(std::string_view line) {
   std::vector<std::string_view> fields;
   vorbeld::split(line, '|', fields);
   if (fields.size() < least_fields) {
-    return "there are " + std::to_string(fields.size()) + " fields separated by |; a report has 10";
+    return fmt::format("there are {} fields separated by |; a report has {}", fields.size(), least_fields);
   }
-  if (fields[0] != "T") return "the record type " + quoted(fields[0]) + " is not \"T\"";
+  if (fields[0] != "T") return fmt::format("the record type {} is not \"T\"", in_quotes(fields[0]));
   const auto field = [&](Column column) { return fields[1 + column]; };
-  if (field(cusip).empty()) return "the CUSIP is empty";
-  if (!is_number(field(price))) return "the price " + quoted(field(price)) + " is no number";
-  if (!is_number(field(quantity))) return "the quantity " + quoted(field(quantity)) + " is no number";
-  if (!is_execution_time(field(exec_ms))) {
-    return "the execution time " + quoted(field(exec_ms)) + " is no number of milliseconds before the year 10000";
+  if (field(Column::cusip).empty()) return "the CUSIP is empty";
+  if (!is_number(field(Column::price)))
+    return fmt::format("the price {} is no number", in_quotes(field(Column::price)));
+  if (!is_number(field(Column::quantity)))
+    return fmt::format("the quantity {} is no number", in_quotes(field(Column::quantity)));
+  if (!is_execution_time(field(Column::exec_ms))) {
+    return fmt::format("the execution time {} is no number of milliseconds before the year 10000",
+                       in_quotes(field(Column::exec_ms)));
   }
-  if (!field(settle).empty() && !is_date(field(settle))) {
-    return "the settlement date " + quoted(field(settle)) + " is neither empty nor YYYYMMDD";
+  if (!field(Column::settle).empty() && !is_date(field(Column::settle))) {
+    return fmt::format("the settlement date {} is neither empty nor YYYYMMDD", in_quotes(field(Column::settle)));
   }
   return "";
 }
 
 ReportLine read_report(ReportFormat& format, std::string_view line, std::uint64_t now_ms) {
   if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+  constexpr std::string_view byte_order_mark = "\xef\xbb\xbf";  // some programs begin a text with it
+  if (!format.decided && line.starts_with(byte_order_mark)) line.remove_prefix(byte_order_mark.size());
   if (line.empty()) return {};
   if (!format.decided) {
     const std::string wrong = decide(format, line);

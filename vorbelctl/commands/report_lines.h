@@ -25,7 +25,7 @@ using CsvHeader = std::array<std::optional<std::size_t>, column_count>;
 // A report line, or a CSV row made one.
 struct ReportLine {
   std::string text;   // without a line end
-  std::string wrong;  // why there is no such line; empty: nothing
+  std::string wrong;  // why there is no such line; empty: there is
 };
 
 // What the lines of a file are; decided by its first line.
@@ -36,8 +36,8 @@ struct ReportFormat {
 };
 
 // Takes the next line of a file, in order. Empty lines and the CSV header give neither text nor error. Lines may end in
-// a carriage return, which is not part of them. `now_ms` (wall clock) fills an execution time that a CSV row leaves
-// out.
+// a carriage return, which is not part of them, nor is a byte order mark before the first. A header names its columns
+// in any case. `now_ms` (wall clock) fills an execution time that a CSV row leaves out.
 ReportLine read_report(ReportFormat& format, std::string_view line, std::uint64_t now_ms);
 
 }  // namespace vorbelctl

@@ -15,7 +15,7 @@ struct CloseScreen {
 };
 using ScreenOwner = std::unique_ptr<Screen, CloseScreen>;
 
-// Takes over the terminal of standard input and output; empty when it is none that can be drawn on.
+// Takes over the terminal of standard input and output; empty when it cannot be drawn on.
 ScreenOwner open_screen();
 
 std::size_t screen_width(const Screen& screen);

@@ -1,14 +1,18 @@
-#include "vorbelctl/commands/wait.h"
+#include "vorbelctl/commands/commands.h"
 
-#include <algorithm>
+#include <fmt/core.h>
+
+#include <cstdint>
 #include <iostream>
 #include <optional>
+#include <string>
 
 #include "common/clocks.h"
-#include "vorbelctl/commands/silence.h"
-#include "vorbelctl/commands/stats.h"
-#include "vorbelctl/handler/fields.h"
+#include "vorbelctl/commands/ending.h"
+#include "vorbelctl/doors/addresses.h"
+#include "vorbelctl/doors/control_port.h"
 #include "vorbelctl/handler/follow.h"
+#include "vorbelctl/wording/fields.h"
 
 namespace vorbelctl {
 namespace {
@@ -40,10 +44,10 @@ bool control_answers(Probe& probe, int timeout_ms) {
 }
 
 // One round: each of the two doors gets `timeout_ms`. The bench opens its control port before it sends its first
-// packet, so a bench that is heard while that port is closed has none.
+// packet, so a bench that is heard while that port is closed has no control port.
 std::optional<Door> ask_doors(Probe& probe, int timeout_ms) {
   const bool heard_before = probe.heard;
-  if (probe.control.descriptor >= 0) {
+  if (probe.control.number >= 0) {
     if (control_answers(probe, timeout_ms)) return Door::control;
     if (heard_before && probe.refused) return Door::feed;
   } else if (heard_before) {
@@ -66,19 +70,19 @@ void print_ready(const Options& options, const Probe& probe, Door door, std::uin
     fields.insert(fields.end(), probe.stats.begin(), probe.stats.end());
     std::cout << json_line(fields) << std::endl;
   } else if (!options.quiet) {
-    std::cout << "ready: " << door_name(options, door) << " answers after " << after_ms << " ms" << std::endl;
+    std::cout << fmt::format("ready: {} answers after {} ms\n", door_name(options, door), after_ms) << std::flush;
   }
 }
 
-void print_not_ready(const Options& options, const Probe& probe) {
-  if (options.json) std::cout << json_line({{"ready", false}}) << std::endl;
-  std::cerr << "vorbelctl: no answer within " << options.wait.timeout_s << " s";
-  if (probe.heard) {
-    std::cerr << " from " << door_name(options, Door::control) << ", although " << door_name(options, Door::feed)
-              << " is heard; does the port belong to another program? Give the bench's own with --control-port\n";
-  } else {
-    std::cerr << at_no_door(options.addresses) << "; is the bench running, with these ports?\n";
-  }
+int end_not_ready(const Options& options, const Probe& probe) {
+  const std::string why =
+      probe.heard ? fmt::format(
+                        " from {}, although {} is heard; does the port belong to another program? Give the bench's "
+                        "own with --control-port",
+                        door_name(options, Door::control), door_name(options, Door::feed))
+                  : fmt::format("{}; is the bench running, with these ports?", at_no_door(options.addresses));
+  return end_with(nobody_there, fmt::format("no answer within {:.6g} s{}", options.wait.timeout_s, why), options.json,
+                  {{"ready", false}});
 }
 
 }  // namespace
@@ -96,8 +100,7 @@ int run_wait(const Options& options) {
       return all_well;
     }
   } while (vorbeld::monotonic_ms() - start_ms < timeout_ms);
-  print_not_ready(options, probe);
-  return nobody_there;
+  return end_not_ready(options, probe);
 }
 
 }  // namespace vorbelctl

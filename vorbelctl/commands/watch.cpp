@@ -1,13 +1,19 @@
-#include "vorbelctl/commands/watch.h"
+#include "vorbelctl/commands/commands.h"
 
+#include <fmt/core.h>
+
+#include <cstdint>
 #include <iostream>
+#include <optional>
+#include <string>
 
 #include "common/clocks.h"
 #include "vorbelctl/commands/dashboard.h"
-#include "vorbelctl/commands/interrupt.h"
+#include "vorbelctl/commands/listing.h"
 #include "vorbelctl/commands/screen.h"
-#include "vorbelctl/commands/silence.h"
-#include "vorbelctl/commands/stats.h"
+#include "vorbelctl/doors/addresses.h"
+#include "vorbelctl/doors/control_port.h"
+#include "vorbelctl/handler/ends.h"
 #include "vorbelctl/handler/follow.h"
 
 namespace vorbelctl {
@@ -22,23 +28,21 @@ struct Watch {
   Follower follower;
   Socket control;  // -1: there is none
   ScreenOwner screen;
-  std::uint64_t heard_ms = 0;  // when the bench was last heard or answered
-  std::uint64_t look_ms = 0;   // when to look at the statistics next
-  std::uint64_t draw_ms = 0;   // when to draw next
+  Progress progress;
+  std::uint64_t look_ms = 0;  // when to look at the statistics next
+  std::uint64_t draw_ms = 0;  // when to draw next
 };
 
 void look_at_feed(Watch& watch) {
-  const ReceiverTotals& totals = watch.follower.receiver.totals;
-  const std::uint64_t ours = totals.ours;
   for (const Event& event : pump(watch.follower, 50)) take_event(watch.dashboard, event);
-  if (totals.ours != ours) watch.heard_ms = vorbeld::monotonic_ms();
+  note_packets(watch.progress, watch.follower.receiver, vorbeld::monotonic_ms());
 }
 
 void look_at_stats(Watch& watch) {
   constexpr int patience_ms = 200;
   bool refused = false;
   std::optional<FieldList> stats;
-  if (watch.control.descriptor >= 0) {
+  if (watch.control.number >= 0) {
     stats = parse_stats(ask_control(watch.control, "stats", patience_ms, refused).value_or(""));
   }
   const std::uint64_t now_ms = vorbeld::monotonic_ms();
@@ -46,7 +50,7 @@ void look_at_stats(Watch& watch) {
   update_rate(watch.dashboard.messages, watch.follower.receiver.totals.messages, now_ms);
   if (!stats) return;
   update_rate(watch.dashboard.reports, stat(*stats, "reports"), now_ms);
-  watch.heard_ms = now_ms;
+  watch.progress.heard_ms = now_ms;
 }
 
 void print_status(const Watch& watch, bool json) {
@@ -77,7 +81,7 @@ bool watch_on(Watch& watch, bool json) {
   const std::uint64_t now_ms = vorbeld::monotonic_ms();
   if (now_ms >= watch.look_ms) {
     look_at_stats(watch);
-    if (!watch.screen && watch.heard_ms != 0) print_status(watch, json);
+    if (!watch.screen && watch.progress.heard_ms != 0) print_status(watch, json);
     watch.look_ms = now_ms + look_every_ms;
   }
   if (!watch.screen) return true;
@@ -99,23 +103,25 @@ int run_watch(const Options& options) {
   if (options.addresses.control_port != 0) watch.control = open_control(options.addresses);
   if (!options.json) watch.screen = open_screen();
   catch_interrupts();
-  const std::uint64_t start_ms = vorbeld::monotonic_ms();
-  const auto silent_too_long = [&] {
-    const std::uint64_t since_ms = watch.heard_ms == 0 ? start_ms : watch.heard_ms;
-    return static_cast<double>(vorbeld::monotonic_ms() - since_ms) > options.watch.timeout_s * 1000;
-  };
-  const auto time_is_up = [&] {
-    const auto passed_ms = static_cast<double>(vorbeld::monotonic_ms() - start_ms);
-    return options.watch.seconds > 0 && passed_ms >= options.watch.seconds * 1000;
-  };
-  while (watch_on(watch, options.json) && !interrupted() && !time_is_up()) {
-    if (!silent_too_long()) continue;
-    watch.screen.reset();
-    std::cerr << "vorbelctl: nobody answers" << at_no_door(options.addresses)
-              << "; is the bench running, with these ports?\n";
-    return nobody_there;
+  Ends ends;
+  ends.seconds = options.watch.seconds;
+  ends.silence_s = options.watch.timeout_s;
+  watch.progress.begun_ms = vorbeld::monotonic_ms();
+  End end = End::none;
+  while (end == End::none && watch_on(watch, options.json)) {
+    end = end_of(ends, watch.progress, watch.follower.receiver, vorbeld::monotonic_ms());
   }
-  return all_well;
+  watch.screen.reset();
+  const ReceiverTotals& totals = watch.follower.receiver.totals;
+  const bool nobody = end == End::silence || watch.progress.heard_ms == 0;
+  if (nobody) {
+    std::cerr << fmt::format("vorbelctl: nobody answers{}; is the bench running, with these ports?\n",
+                             at_no_door(options.addresses));
+  }
+  if (watch.progress.heard_ms == 0) return nobody_there;
+  if (totals.began_again != 0) return began_again;
+  if (is_amiss(totals)) return something_amiss;
+  return nobody ? nobody_there : all_well;
 }
 
 }  // namespace vorbelctl

@@ -1,7 +1,9 @@
 #include "vorbelctl/handler/follow.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
-#include <utility>
+#include <cstdint>
 
 #include "common/clocks.h"
 
@@ -9,13 +11,19 @@ namespace vorbelctl {
 namespace {
 
 // Takes the datagrams that wait, but not for ever: under a flood the timers must run too.
-void take_waiting(Follower& follower, const Socket& socket, Source source, std::uint64_t now_ms) {
+void take_waiting(Follower& follower, const Socket& socket, Channel channel, std::uint64_t now_ms) {
   constexpr int most_at_once = 256;
   for (int i = 0; i < most_at_once; ++i) {
-    const Arrival arrival = take_datagram(socket, follower.buffer);
-    if (arrival == Arrival::nothing) return;
-    if (source == Source::answer) follower.requests_refused = arrival == Arrival::refused;
-    if (arrival == Arrival::datagram) take_packet(follower.receiver, follower.buffer, source, now_ms);
+    SenderId sender = 0;
+    const Arrival arrival = take_datagram(socket, follower.buffer, sender);
+    if (arrival == Arrival::nothing) {
+      if (channel == Channel::feed) follower.feed_empty_ms = now_ms;
+      return;
+    }
+    if (channel == Channel::answer) follower.requests_refused = arrival == Arrival::refused;
+    if (arrival != Arrival::datagram) continue;
+    const bool of_run = take_packet(follower.receiver, follower.buffer, channel, now_ms, sender);
+    if (of_run && follower.overhear) follower.overhear(follower.buffer, follower.feed_empty_ms);
   }
 }
 
@@ -47,14 +55,29 @@ Follower follow_answers(const Addresses& addresses, ReceiverSettings settings, s
   return follower;
 }
 
+std::string second_sender_text(const Event& event) {
+  const auto named = [](const std::string& sender) { return sender.empty() ? std::string("another one") : sender; };
+  return fmt::format("{} sends packets of the session beside {}", named(event.text), named(event.earlier));
+}
+
+std::optional<std::string> hear_second_sender(Follower& follower, double seconds) {
+  const std::uint64_t until_ms = vorbeld::monotonic_ms() + static_cast<std::uint64_t>(seconds * 1000);
+  while (vorbeld::monotonic_ms() < until_ms) {
+    for (const Event& event : pump(follower, 50)) {
+      if (event.kind == EventKind::second_sender) return second_sender_text(event);
+    }
+  }
+  return {};
+}
+
 std::vector<Event> pump(Follower& follower, int timeout_ms) {
   constexpr int while_gaps_are_open_ms = 5;
   const bool waiting_for_timers = !follower.receiver.gaps.empty();
   wait_readable({&follower.feed, &follower.requests},
                 waiting_for_timers ? std::min(timeout_ms, while_gaps_are_open_ms) : timeout_ms);
   const std::uint64_t now_ms = vorbeld::monotonic_ms();
-  if (follower.feed.descriptor >= 0) take_waiting(follower, follower.feed, Source::feed, now_ms);
-  if (follower.requests.descriptor >= 0) take_waiting(follower, follower.requests, Source::answer, now_ms);
+  if (follower.feed.number >= 0) take_waiting(follower, follower.feed, Channel::feed, now_ms);
+  if (follower.requests.number >= 0) take_waiting(follower, follower.requests, Channel::answer, now_ms);
   if (const auto request = tick(follower.receiver, now_ms)) {
     const auto bytes = request_bytes(follower.receiver.settings.session, *request);
     send_datagram(follower.requests, {bytes.data(), bytes.size()});

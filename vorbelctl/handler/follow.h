@@ -2,13 +2,21 @@
 // clock. Whoever follows a feed calls `pump` over and over and looks at the events.
 #pragma once
 
+#include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "vorbelctl/doors/sockets.h"
 #include "vorbelctl/handler/receiver.h"
-#include "vorbelctl/handler/sockets.h"
 
 namespace vorbelctl {
+
+// Hears a datagram of the run that is followed, as take_packet tells it, that had not come yet at `not_before_ms`,
+// monotonic.
+using Overhear = std::function<void(std::string_view bytes, std::uint64_t not_before_ms)>;
 
 struct Follower {
   Receiver receiver;
@@ -16,6 +24,8 @@ struct Follower {
   Socket requests;                // -1: the receiver does not recover
   bool requests_refused = false;  // the retransmission port said that it is closed, the last time it was asked
   std::string buffer;
+  Overhear overhear;                // empty: nobody does
+  std::uint64_t feed_empty_ms = 0;  // monotonic; when nothing waited at the feed's socket last
 };
 
 // Joins the feed and, where the settings recover, opens the way to the retransmission port; the size of a request is
@@ -24,6 +34,13 @@ Follower follow_feed(const Addresses& addresses, ReceiverSettings settings);
 
 // Without the feed: numbers are only asked for, from `first` up to and without `end`.
 Follower follow_answers(const Addresses& addresses, ReceiverSettings settings, std::uint64_t first, std::uint64_t end);
+
+// "127.0.0.1:40002 sends packets of the session beside 127.0.0.1:40001".
+std::string second_sender_text(const Event& event);
+
+// Listens for `seconds` for a second sender of the session; what is said of it, as above, as soon as there is one. Both
+// must have spoken, so it takes longer than a publisher's longest pause, which is a second. The events are used up.
+std::optional<std::string> hear_second_sender(Follower& follower, double seconds);
 
 // Waits for packets, at most `timeout_ms` and never longer than the receiver's own timers allow; takes those that wait,
 // sends the request that is due, and returns what happened.

@@ -4,230 +4,180 @@
 #include <charconv>
 #include <system_error>
 
-#include "vorbelctl/handler/message_rows.h"
-
 namespace vorbelctl {
 namespace {
 
-struct Species {
-  Kind kind;
-  char category;
-  char type;  // 0: any type that the header's row allows
-  std::size_t length;
-  std::string_view name;
-};
-
+using vorbeld::Form;
+using vorbeld::KindRow;
+using vorbeld::MessageField;
 namespace layout = vorbeld::layout;
 
-constexpr std::array species{
-    Species{Kind::trade, 'T', 'M', layout::trade::length, "trade"},
-    Species{Kind::cancel, 'T', 'N', layout::cancel::length, "cancel"},
-    Species{Kind::correction, 'T', 'O', layout::correction::length, "correction"},
-    Species{Kind::halt, 'A', 'H', layout::halt::length, "halt"},
-    Species{Kind::summary, 'A', 'E', layout::summary::length, "summary"},
-    Species{Kind::control, 'C', 0, layout::control::length, "control"},
-};
-
-constexpr std::string_view control_codes = "IOCXJZ";
-
-// Takes apart a message of its kind: calls visit(prefix of the names, offset in the message, rows, record) for every
-// part in the order of the bytes. Decoding and listing are two visitors of this one walk.
-template <class SomeMessage, class Visit>
-void visit_body(SomeMessage& message, const Visit& visit) {
-  switch (message.kind) {
-    case Kind::trade:
-      visit("", 0, rows::reversed, message);
-      visit("", layout::trade::body.offset, rows::terms, message.terms);
-      visit("", 0, rows::trade_change, message.day);
-      break;
-    case Kind::cancel:
-      visit("", 0, rows::cancelled, message);
-      visit("original_", layout::cancel::original_body.offset, rows::terms, message.original);
-      visit("", layout::cancel::prices.offset, rows::price_change, message.day);
-      break;
-    case Kind::correction:
-      visit("", 0, rows::corrected, message);
-      visit("original_", layout::correction::original_body.offset, rows::terms, message.original);
-      visit("", layout::correction::body.offset, rows::terms, message.terms);
-      visit("", layout::correction::prices.offset, rows::price_change, message.day);
-      break;
-    case Kind::halt:
-      visit("", 0, rows::halt, message);
-      break;
-    case Kind::summary:
-      visit("", 0, rows::summary, message.day);
-      break;
-    case Kind::control:
-      break;
-  }
-}
-
-template <class SomeMessage, class Visit>
-void visit_parts(SomeMessage& message, const Visit& visit) {
-  visit("", 0, rows::header, message);
-  if (message.kind != Kind::control) visit("", 0, rows::bond, message);
-  visit_body(message, visit);
-}
-
-bool all_of_set(std::string_view bytes, std::string_view set) {
-  return bytes.find_first_not_of(set) == std::string_view::npos;
-}
-
 bool all_digits(std::string_view bytes) {
-  return all_of_set(bytes, "0123456789");
+  return std::all_of(bytes.begin(), bytes.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
 bool all_blank(std::string_view bytes) {
-  return all_of_set(bytes, " ");
+  return std::all_of(bytes.begin(), bytes.end(), [](char c) { return c == ' '; });
 }
 
-// A decimal without exponent that fills `bytes`: digits and at most one point, wherever it stands, because a number
-// wider than its field arrives cut at the right.
-bool read_decimal(std::string_view bytes, double& value) {
-  if (!all_of_set(bytes, "0123456789.")) return false;
-  const auto* const end = bytes.data() + bytes.size();
-  const auto result = std::from_chars(bytes.data(), end, value, std::chars_format::fixed);
-  return result.ec == std::errc() && result.ptr == end;
+std::string_view without_blanks_behind(std::string_view bytes) {
+  return bytes.substr(0, bytes.find_last_not_of(' ') + 1);
 }
 
-bool read_quantity(std::string_view bytes, double& value) {
+// A decimal without a sign: digits, and a point somewhere. A number that is wider than its field arrives cut at the
+// right, so the point may come last or not at all.
+bool read_decimal(std::string_view bytes, double& number) {
+  constexpr std::size_t exactly = 15;  // digits that a double holds whatever they are
+  constexpr std::array<double, exactly> powers{1,   1e1, 1e2,  1e3,  1e4,  1e5,  1e6, 1e7,
+                                               1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14};
+  std::uint64_t digits = 0;
+  std::size_t point = bytes.size();
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const auto digit = static_cast<unsigned>(bytes[i] - '0');
+    if (bytes[i] == '.' && point == bytes.size()) {
+      point = i;
+    } else if (digit > 9) {
+      return false;
+    } else {
+      digits = digits * 10 + digit;
+    }
+  }
+  if (bytes.empty() || (point == 0 && bytes.size() == 1)) return false;
+  const std::size_t decimals = point == bytes.size() ? 0 : bytes.size() - point - 1;
+  // Both are whole numbers below 2^53 then, so that their quotient is the nearest double.
+  number = static_cast<double>(digits) / powers[decimals];
+  return true;
+}
+
+bool read_quantity(std::string_view bytes, double& number) {
   constexpr std::string_view millions = "MM+";
   if (bytes.substr(1, millions.size()) == millions) {
-    value = (bytes[0] - '0') * 1e6;
+    number = (bytes[0] - '0') * 1e6;
     return (bytes[0] == '1' || bytes[0] == '5') && all_blank(bytes.substr(1 + millions.size()));
   }
   const bool negative = bytes[0] == '-';
-  if (!read_decimal(negative ? bytes.substr(1) : bytes, value)) return false;
-  if (negative) value = -value;
+  if (!read_decimal(bytes.substr(negative ? 1 : 0), number)) return false;
+  if (negative) number = -number;
   return true;
 }
 
-bool read_field(std::string_view bytes, Form /*form*/, std::string_view allowed, char& into) {
-  into = bytes[0];
-  return allowed.empty() || allowed.find(into) != std::string_view::npos;
-}
-
-bool read_field(std::string_view bytes, Form form, std::string_view /*allowed*/, std::string& into) {
-  into = bytes.substr(0, bytes.find_last_not_of(' ') + 1);
-  if (form == Form::text) return true;
-  return all_digits(bytes) || (form == Form::optional_digits && into.empty());
-}
-
-bool read_field(std::string_view bytes, Form form, std::string_view /*allowed*/, double& into) {
-  return form == Form::quantity ? read_quantity(bytes, into) : read_decimal(bytes, into);
-}
-
-bool read_field(std::string_view bytes, Form /*form*/, std::string_view /*allowed*/, std::optional<double>& into) {
-  into.reset();
-  if (all_blank(bytes)) return true;
-  double magnitude = 0;
-  if ((bytes[0] != ' ' && bytes[0] != '-') || !read_decimal(bytes.substr(1), magnitude)) return false;
-  into = bytes[0] == '-' ? -magnitude : magnitude;
+bool read_yield(std::string_view bytes, double& number) {
+  if ((bytes[0] != ' ' && bytes[0] != '-') || !read_decimal(bytes.substr(1), number)) return false;
+  if (bytes[0] == '-') number = -number;
   return true;
 }
 
-template <class Record>
-bool read_row(std::string_view bytes, const Row<Record>& row, Record& record) {
-  const auto read = [&](auto member) {
-    if constexpr (std::is_same_v<decltype(member), std::monostate>) {
-      return all_blank(bytes);
-    } else {
-      return read_field(bytes, row.form, row.allowed, record.*member);
-    }
-  };
-  return std::visit(read, row.member);
+const KindRow* find_kind(char category, char type) {
+  const auto* const found =
+      std::find_if(vorbeld::message_kinds.begin(), vorbeld::message_kinds.end(), [&](const KindRow& row) {
+        return row.category == category && (row.kind == Kind::control || row.types.front() == type);
+      });
+  return found == vorbeld::message_kinds.end() ? nullptr : found;
 }
 
-Value listed(char c, Form /*form*/) {
-  return std::string(1, c);
-}
-Value listed(const std::string& text, Form form) {
-  if (form == Form::optional_digits && text.empty()) return {};
-  return text;
-}
-Value listed(double value, Form form) {
-  return Number{value, form == Form::quantity ? 2 : 6};
-}
-Value listed(const std::optional<double>& value, Form /*form*/) {
-  if (!value) return {};
-  return Number{*value, 6};
+// The kind of a message by its first bytes and its length; null where it is none.
+const KindRow* row_of_bytes(std::string_view bytes) {
+  if (bytes.size() < layout::header.length) return nullptr;
+  const KindRow* const row = find_kind(bytes[layout::header["category"].offset], bytes[layout::header["type"].offset]);
+  return row != nullptr && row->length == bytes.size() ? row : nullptr;
 }
 
-// The two ways in which the terms say that a quantity is capped must agree.
-bool quantity_agrees(std::string_view body) {
-  const bool capped = body.substr(layout::trade_body::quantity.offset + 1, 3) == "MM+";
-  return capped == (body[layout::trade_body::quantity_indicator.offset] == 'E');
+// The two ways in which terms say that a quantity is capped must agree.
+bool quantity_agrees(const Message& message, FieldId quantity, FieldId indicator) {
+  const bool capped = text(message, quantity).substr(1, 3) == "MM+";
+  return capped == (code(message, indicator) == 'E');
 }
 
-// What must agree between header and kind; returns the name of the field that does not.
-std::string check_header(const Message& message) {
-  const bool has_id = message.kind == Kind::trade || message.kind == Kind::correction;
-  if (message.trade_id.empty() == has_id) return "trade_id";
-  if (message.kind == Kind::control && control_codes.find(message.type) == std::string_view::npos) return "type";
+// What must agree between fields; the name of the one that does not.
+std::string_view check_agreement(const Message& message) {
+  const Kind kind = kind_of(message);
+  if (brings_trade(kind) && !quantity_agrees(message, "quantity", "quantity_indicator")) return "quantity_indicator";
+  if (amends(kind) && !quantity_agrees(message, "original_quantity", "original_quantity_indicator")) {
+    return "original_quantity_indicator";
+  }
+  if (cell(message, "trade_id").said != brings_trade(kind)) return "trade_id";
+  if (message.row->types.find(code(message, "type")) == std::string_view::npos) return "type";
   return "";
-}
-
-// Fills the record up to the first field that does not read and returns that field's name.
-std::string read_parts(std::string_view bytes, Message& message) {
-  std::string malformed;
-  visit_parts(message, [&](std::string_view prefix, std::size_t offset, const auto& part, auto& record) {
-    for (const auto& row : part) {
-      if (!malformed.empty()) return;
-      if (!read_row(bytes.substr(offset + row.at.offset, row.at.width), row, record)) {
-        malformed = std::string(prefix) + std::string(row.name);
-      }
-    }
-    if constexpr (std::is_same_v<decltype(record), TradeTerms&>) {
-      if (!quantity_agrees(bytes.substr(offset))) malformed = std::string(prefix) + "quantity_indicator";
-    }
-  });
-  return malformed;
 }
 
 }  // namespace
 
+bool read_cell(std::string_view bytes, Form form, std::string_view codes, Cell& cell) {
+  cell.text = bytes;
+  cell.said = true;
+  switch (form) {
+    case Form::blank:
+    case Form::block:
+      cell.said = false;
+      return all_blank(bytes);
+    case Form::code:
+      return codes.empty() || codes.find(bytes[0]) != std::string_view::npos;
+    case Form::text:
+      cell.text = without_blanks_behind(bytes);
+      return true;
+    case Form::digits:
+      return all_digits(bytes);
+    case Form::optional_digits:
+      cell.said = !all_blank(bytes);
+      if (!cell.said) cell.text = {};
+      return !cell.said || all_digits(bytes);
+    case Form::price:
+      return read_decimal(bytes, cell.number);
+    case Form::quantity:
+      return read_quantity(bytes, cell.number);
+    case Form::yield:
+      cell.said = !all_blank(bytes);
+      return !cell.said || read_yield(bytes, cell.number);
+  }
+  return false;
+}
+
 Decoded decode_message(std::string_view bytes) {
   Decoded decoded;
-  if (bytes.size() < layout::header::length) {
+  if (bytes.size() < layout::header.length) {
     decoded.malformed = "length";
     return decoded;
   }
-  const char category = bytes[layout::header::category.offset];
-  const char type = bytes[layout::header::type.offset];
-  const auto* const found = std::find_if(species.begin(), species.end(), [&](const Species& candidate) {
-    return candidate.category == category && (candidate.type == type || candidate.type == 0);
-  });
-  if (found == species.end()) {
-    decoded.malformed = rows::header[0].allowed.find(category) == std::string_view::npos ? "category" : "type";
-  } else if (bytes.size() != found->length) {
-    decoded.malformed = "length";
-  } else {
-    decoded.message.kind = found->kind;
-    decoded.malformed = read_parts(bytes, decoded.message);
-    if (decoded.malformed.empty()) decoded.malformed = check_header(decoded.message);
+  const char category = bytes[layout::header["category"].offset];
+  const KindRow* const row = find_kind(category, bytes[layout::header["type"].offset]);
+  if (row == nullptr) {
+    decoded.malformed = layout::header.rows[0].codes.find(category) == std::string_view::npos ? "category" : "type";
+    return decoded;
   }
+  if (bytes.size() != row->length) {
+    decoded.malformed = "length";
+    return decoded;
+  }
+  decoded.message.row = row;
+  for (const MessageField& field : row->fields) {
+    Cell& into = decoded.message.cells[field.id];
+    if (read_cell(bytes.substr(field.at.offset, field.at.width), field.form, field.codes, into)) continue;
+    decoded.malformed = field.name;
+    return decoded;
+  }
+  decoded.malformed = check_agreement(decoded.message);
   return decoded;
 }
 
-std::string_view kind_name(Kind kind) {
-  const auto* const found =
-      std::find_if(species.begin(), species.end(), [&](const Species& candidate) { return candidate.kind == kind; });
-  return found->name;
-}
-
-FieldList list_fields(const Message& message) {
-  FieldList list;
-  visit_parts(message, [&](std::string_view prefix, std::size_t /*offset*/, const auto& part, const auto& record) {
-    for (const auto& row : part) {
-      const auto add = [&](auto member) {
-        if constexpr (!std::is_same_v<decltype(member), std::monostate>) {
-          list.push_back({std::string(prefix) + std::string(row.name), listed(record.*member, row.form)});
-        }
-      };
-      std::visit(add, row.member);
+BytesDiffer compare_bytes(std::string_view earlier, std::string_view later) {
+  const KindRow* const row = row_of_bytes(earlier);
+  if (row == nullptr || row != row_of_bytes(later)) {
+    return {"length", std::to_string(earlier.size()), std::to_string(later.size())};
+  }
+  BytesDiffer result;
+  for (const MessageField& field : row->fields) {
+    const std::string_view was = earlier.substr(field.at.offset, field.at.width);
+    const std::string_view is = later.substr(field.at.offset, field.at.width);
+    if (was == is) continue;
+    if (!result.field.empty()) {
+      ++result.others;
+      continue;
     }
-  });
-  return list;
+    result.field = field.name;
+    result.earlier = without_blanks_behind(was);
+    result.later = without_blanks_behind(is);
+  }
+  return result;
 }
 
 }  // namespace vorbelctl

@@ -1,83 +1,61 @@
-// BTDS 2.1 messages as a receiver sees them. Bytes become one plain record, or are refused with the name of the first
-// field that does not read; the fields of a record can be listed by name. Leaves packets and sequence numbers to the
-// receiver and the meaning of a message to the book.
+// BTDS 2.1 messages as a receiver sees them: bytes become a record with a cell for every field of the table of
+// messages, or are refused with the name of the first field that does not read. Leaves packets and sequence numbers to
+// the receiver and the meaning of a message to the book.
 #pragma once
 
+#include <array>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
-#include "vorbelctl/handler/fields.h"
+#include "btds/message_table.h"
 
 namespace vorbelctl {
 
-enum class Kind : std::uint8_t { trade, cancel, correction, halt, summary, control };
+using vorbeld::FieldId;
+using vorbeld::Kind;
 
-// A trade's terms (layout::trade_body). One-character fields hold a blank where the feed says nothing.
-struct TradeTerms {
-  char quantity_indicator = ' ';  // E: over the cap; A: exact
-  double quantity = 0;            // par; for E the cap, which the true quantity exceeds
-  double price = 0;               // percent of par
-  char remuneration = ' ';        // M, C, N or blank
-  char special = ' ';             // Y: not a last sale
-  char side = ' ';                // B or S; whatever a report said
-  char as_of = ' ';               // A as-of, R reversal: neither is a last sale
-  std::string executed_at;        // YYYYMMDDhhmmss, feed local time
-  char sale_condition_3 = ' ';    // Z late, T after hours: the latter is not a last sale
-  char sale_condition_4 = ' ';    // W weighted average: not a last sale
-  std::string settlement;         // YYYYMMDD
-  std::optional<double> yield;    // percent; empty: none was sent
-  char second_modifier = ' ';
-  char reporting_party = ' ';  // D dealer, T trading system
-  char contra_party = ' ';     // C customer, A affiliate, D dealer
-  char ats = ' ';              // Y: executed on a trading system
+// What one field says.
+struct Cell {
+  std::string_view text;  // codes, texts and digits: the bytes, a text without the blanks behind it
+  double number = 0;      // prices, yields and quantities; of a capped quantity the cap
+  bool said = false;      // false: blank where the field may be, such as the yield of a trade that carries none
 };
 
-// What a message says of its bond's day. Prices are in percent of par; they are zero before the first last sale.
-struct DayPrices {
-  double high = 0;
-  std::optional<double> high_yield;  // empty: the bond has not traded
-  double low = 0;
-  std::optional<double> low_yield;
-  double last = 0;  // the close in a summary
-  std::optional<double> last_yield;
-  char change = ' ';  // '0' plus 4 high, 2 low, 1 last; 7 also for a day that begins or becomes empty again
-};
-
-// One message. Which of the later groups are filled follows from `kind`; the others keep these defaults.
+// One message. Cells that its kind does not have say nothing.
 struct Message {
-  Kind kind = Kind::control;
-  char category = ' ';
-  char type = ' ';       // of a control message: its code
-  std::string trade_id;  // trade and correction: seven digits, the low ones of longer ids; otherwise empty
-  char origin = ' ';
-  std::string sent_at;  // YYYYMMDDhhmmss, feed local time
-
-  // All but control. Blanks on the right are not part of a text.
-  std::string symbol;
-  std::string cusip;
-  std::string short_name;
-  std::string sub_product;
-
-  std::string reversed_date;  // trade: of the reversed one, YYYYMMDD, or empty
-  std::string original_date;  // cancel and correction: when the original was disseminated, YYYYMMDD
-  std::string original_id;    // cancel and correction: seven digits
-  char function = ' ';        // cancel: C; correction: N
-
-  std::string description;  // halt
-  char action = ' ';        // halt: H halt, R resume
-  std::string action_at;    // halt: YYYYMMDDhhmmss
-  std::string reason;       // halt
-
-  TradeTerms terms;     // trade; correction: the replacement
-  TradeTerms original;  // cancel and correction
-  DayPrices day;        // trade: the change alone; cancel, correction and summary
+  const vorbeld::KindRow* row = &vorbeld::row_of(Kind::control);
+  std::array<Cell, vorbeld::field_names.size()> cells{};
 };
+
+inline Kind kind_of(const Message& message) {
+  return message.row->kind;
+}
+
+inline const Cell& cell(const Message& message, FieldId field) {
+  return message.cells[field.id];
+}
+inline Cell& cell(Message& message, FieldId field) {
+  return message.cells[field.id];
+}
+
+inline std::string_view text(const Message& message, FieldId field) {
+  return cell(message, field).text;
+}
+
+inline double number(const Message& message, FieldId field) {
+  return cell(message, field).number;
+}
+
+// The byte of a one-character field; a blank where the kind does not have it.
+inline char code(const Message& message, FieldId field) {
+  const std::string_view byte = text(message, field);
+  return byte.empty() ? ' ' : byte.front();
+}
 
 struct Decoded {
-  Message message;
-  std::string malformed;  // name of the first field that does not read, or "length"; empty: the message is whole
+  Message message;             // its texts stand in the bytes that were decoded
+  std::string_view malformed;  // name of the first field that does not read, or "length"; empty: the message is whole
 };
 
 // Climbs from length over the form of every field to what must agree between fields. Numbers and digits are checked for
@@ -85,12 +63,28 @@ struct Decoded {
 // filled and good for nothing but a look.
 Decoded decode_message(std::string_view bytes);
 
-// "trade", "cancel", "correction", "halt", "summary" or "control".
-std::string_view kind_name(Kind kind);
+// Where the bytes of two messages of one number differ first.
+struct BytesDiffer {
+  std::string_view field;  // its name, or "length" where the messages are of different kinds or of no kind
+  std::string earlier;     // the bytes of the field without the blanks behind them; of a length: the number of bytes
+  std::string later;
+  std::uint64_t others = 0;  // further fields that differ
+};
 
-// Every field that a message of this kind carries, in the order of its bytes and under the layout's names; the terms of
-// the original trade in cancels and corrections have "original_" before their names. Prices and yields have six
-// decimals, quantities two.
-FieldList list_fields(const Message& message);
+// Compares all bytes, also those that say nothing. The messages must not be equal.
+BytesDiffer compare_bytes(std::string_view earlier, std::string_view later);
+
+// What the bytes of a field of this form say; false when they do not read. `codes`: see the table of messages.
+bool read_cell(std::string_view bytes, vorbeld::Form form, std::string_view codes, Cell& cell);
+
+// True for messages that cancel or correct a trade.
+inline bool amends(Kind kind) {
+  return kind == Kind::cancel || kind == Kind::correction;
+}
+
+// True for messages that bring a trade of their own.
+inline bool brings_trade(Kind kind) {
+  return kind == Kind::trade || kind == Kind::correction;
+}
 
 }  // namespace vorbelctl

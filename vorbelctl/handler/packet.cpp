@@ -1,6 +1,9 @@
 #include "vorbelctl/handler/packet.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
+#include <cstddef>
 #include <limits>
 
 #include "common/big_endian.h"
@@ -14,18 +17,17 @@ namespace mold = vorbeld::mold;
 std::string read_blocks(std::string_view bytes, std::uint16_t count, std::vector<std::string_view>& messages) {
   for (std::uint16_t i = 0; i < count; ++i) {
     if (bytes.size() < mold::block_prefix) {
-      return "it ends before message " + std::to_string(i + 1) + " of the " + std::to_string(count) + " it claims";
+      return fmt::format("it ends before message {} of the {} it claims", i + 1, count);
     }
     const std::size_t length = vorbeld::take_u16(bytes.data());
     bytes.remove_prefix(mold::block_prefix);
     if (length > bytes.size()) {
-      return "message " + std::to_string(i + 1) + " claims " + std::to_string(length) + " bytes, " +
-             std::to_string(bytes.size()) + " are left";
+      return fmt::format("message {} claims {} bytes, {} are left", i + 1, length, bytes.size());
     }
     messages.push_back(bytes.substr(0, length));
     bytes.remove_prefix(length);
   }
-  return bytes.empty() ? "" : std::to_string(bytes.size()) + " bytes are left over behind the last message";
+  return bytes.empty() ? "" : fmt::format("{} bytes are left over behind the last message", bytes.size());
 }
 
 }  // namespace
@@ -33,7 +35,7 @@ std::string read_blocks(std::string_view bytes, std::uint16_t count, std::vector
 Packet read_packet(std::string_view bytes) {
   Packet packet;
   if (bytes.size() < mold::header_length) {
-    packet.malformed = std::to_string(bytes.size()) + " bytes are too few for a header";
+    packet.malformed = fmt::format("{} bytes are too few for a header", bytes.size());
     return packet;
   }
   std::copy_n(bytes.data() + mold::session_at, mold::session_length, packet.session.begin());

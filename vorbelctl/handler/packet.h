@@ -23,8 +23,8 @@ struct Packet {
   std::string malformed;                   // what is wrong with the framing; empty: nothing
 };
 
-// Reads any bytes. When they are no packet, `malformed` says why and the rest must not be used. There are never more
-// messages than half as many as the bytes given, whatever the packet claims.
+// Reads any bytes. When they are not a packet, `malformed` says why and the rest must not be used. Whatever the packet
+// claims, it has no more messages than half as many as it has bytes.
 Packet read_packet(std::string_view bytes);
 
 // `name` cut to ten characters and padded with blanks, as sessions stand in packets.

@@ -1,9 +1,11 @@
 #include "vorbelctl/handler/pcap_feed.h"
 
+#include <fmt/core.h>
 #include <pcap/pcap.h>
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <deque>
 #include <memory>
 #include <optional>
@@ -26,7 +28,8 @@ struct Frame {
 };
 
 struct Datagram {
-  std::uint32_t to = 0;  // address, host order
+  std::uint32_t from = 0;  // addresses, host order
+  std::uint32_t to = 0;
   std::uint16_t from_port = 0;
   std::uint16_t to_port = 0;
   std::string_view bytes;
@@ -90,7 +93,7 @@ constexpr std::array links{
     Link{DLT_IPV4, open_raw},
 };
 
-// Climbs from IP to UDP; nothing for what is no whole IPv4 packet with UDP in it.
+// Climbs from IP to UDP. Nothing when the bytes are not a whole IPv4 packet with UDP in it.
 std::optional<Datagram> open_ip(std::string_view bytes) {
   constexpr char udp = 17;
   constexpr std::uint16_t fragment_bits = 0x3fff;  // more fragments follow, or this is not the first
@@ -99,6 +102,7 @@ std::optional<Datagram> open_ip(std::string_view bytes) {
   if (header < 20 || bytes.size() < header + 8) return {};
   if (bytes[9] != udp || (u16_at(bytes, 6) & fragment_bits) != 0) return {};
   Datagram datagram;
+  datagram.from = std::uint32_t{u16_at(bytes, 12)} << 16U | u16_at(bytes, 14);
   datagram.to = std::uint32_t{u16_at(bytes, 16)} << 16U | u16_at(bytes, 18);
   datagram.from_port = u16_at(bytes, header);
   datagram.to_port = u16_at(bytes, header + 2);
@@ -109,8 +113,8 @@ std::optional<Datagram> open_ip(std::string_view bytes) {
   return datagram;
 }
 
-// On a link that stands for all interfaces, what the machine sends to itself is seen twice: going out, and coming in.
-// The second sight of each is left out.
+// A capture on all interfaces shows a datagram that the machine sends to itself twice, going out and coming in. The
+// second one is left out.
 struct Copies {
   std::deque<std::string> sent;  // seen going out and not yet coming in; at most most_copies
 };
@@ -132,7 +136,7 @@ using Capture = std::unique_ptr<pcap_t, void (*)(pcap_t*)>;
 Capture open_capture(const std::string& path) {
   std::array<char, PCAP_ERRBUF_SIZE> problem{};
   Capture capture(pcap_open_offline(path.c_str(), problem.data()), pcap_close);
-  if (!capture) throw std::invalid_argument("cannot read the capture " + path + ": " + problem.data());
+  if (!capture) throw std::invalid_argument(fmt::format("cannot read the capture {}: {}", path, problem.data()));
   return capture;
 }
 
@@ -142,9 +146,9 @@ const Link& find_link(pcap_t* capture, const std::string& path) {
       std::find_if(links.begin(), links.end(), [&](const Link& each) { return each.type == type; });
   if (link != links.end()) return *link;
   const char* const name = pcap_datalink_val_to_name(type);
-  throw std::invalid_argument(path + " was captured on a link of type " +
-                              (name != nullptr ? name : std::to_string(type)) +
-                              ", which is not understood; capture on Ethernet, loopback, any or raw IP");
+  throw std::invalid_argument(fmt::format(
+      "{} was captured on a link of type {}, which is not understood; capture on Ethernet, loopback, any or raw IP",
+      path, name != nullptr ? name : fmt::format("{}", type)));
 }
 
 }  // namespace
@@ -173,10 +177,12 @@ PcapTotals read_pcap(const std::string& path, const Addresses& addresses, const 
     }
     const auto at_ms =
         static_cast<std::uint64_t>(header->ts.tv_sec) * 1000 + static_cast<std::uint64_t>(header->ts.tv_usec) / 1000;
-    take(datagram->bytes, of_feed ? Source::feed : Source::answer, at_ms);
+    take(datagram->bytes, of_feed ? Channel::feed : Channel::answer, at_ms,
+         make_sender(datagram->from, datagram->from_port));
   }
   if (result == PCAP_ERROR) {
-    throw std::invalid_argument("the capture " + path + " cannot be read to its end: " + pcap_geterr(capture.get()));
+    throw std::invalid_argument(
+        fmt::format("the capture {} cannot be read to its end: {}", path, pcap_geterr(capture.get())));
   }
   return totals;
 }

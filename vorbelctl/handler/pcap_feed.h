@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "vorbelctl/doors/sockets.h"
 #include "vorbelctl/handler/receiver.h"
-#include "vorbelctl/handler/sockets.h"
 
 namespace vorbelctl {
 
@@ -22,11 +22,11 @@ struct PcapTotals {
 };
 
 // One datagram; the bytes are valid during the call. `at_ms` is wall-clock time.
-using TakeDatagram = std::function<void(std::string_view bytes, Source source, std::uint64_t at_ms)>;
+using TakeDatagram = std::function<void(std::string_view bytes, Channel channel, std::uint64_t at_ms, SenderId sender)>;
 
 // Reads the whole file: Ethernet (also tagged), Linux cooked (both versions), loopback and raw IP links; IPv4.
-// Fragments and everything that belongs to nobody is passed over. Throws std::invalid_argument when the file cannot be
-// read, is no capture, was made on another kind of link or ends within a frame.
+// Fragments and all other packets are passed over. Throws std::invalid_argument when the file cannot be
+// read, is not a capture, was made on another kind of link or ends within a frame.
 PcapTotals read_pcap(const std::string& path, const Addresses& addresses, const TakeDatagram& take);
 
 }  // namespace vorbelctl

@@ -1,12 +1,14 @@
 // A feed handler's core: puts the messages of one session into the order of their sequence numbers, notices what is
 // missing, says what to ask the retransmission server for, and gives up honestly. Packets and time are handed in and
-// events are taken out: there is no socket and no clock here, so a test steps through a day in a moment. What the
-// messages mean is left to others.
+// events are taken out. There is no socket and no clock here, so a test steps through a day in a moment. The receiver
+// does not look at what a message means.
 //
 // Every sequence number from the first one on ends in exactly one of two ways: delivered as a message, in ascending
-// order, or reported missing.
+// order, or reported missing. Where the publisher begins again, so do the numbers, behind an event that says so:
+// nothing of the new run is taken for the old one's.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -15,7 +17,10 @@
 #include <string_view>
 #include <vector>
 
+#include "vorbelctl/handler/delivered.h"
 #include "vorbelctl/handler/packet.h"
+#include "vorbelctl/handler/ranges.h"
+#include "vorbelctl/handler/senders.h"
 
 namespace vorbelctl {
 
@@ -33,22 +38,26 @@ struct ReceiverSettings {
   std::size_t most_held_bytes = 64 << 20;  // and their bytes in all
 };
 
-enum class Source : std::uint8_t { feed, answer };
+enum class Channel : std::uint8_t { feed, answer };
 
 enum class EventKind : std::uint8_t {
   joined,            // first: the number that the stream starts with
   message,           // first: its number; text: its bytes
   gap,               // first to last: skipped by what has just arrived
-  gap_closed,        // first to last: every number is now delivered or reported missing; open_ms
+  gap_closed,        // first to last: every number is now delivered or reported missing; open_ms, missing
   missing,           // first to last: given up
   out_of_order,      // first: filled a gap, but came late on the feed
-  duplicate,         // first: was already here
+  duplicate,         // first: was already here, with the same bytes as far as is known
+  altered,           // first: was already here with other bytes; text: these; earlier: those; via
   too_late,          // first: came on the feed after it was reported missing; ignored
   heartbeat,         // first: the next number to come
   end_of_session,    // first: one past the last number; reported once
   foreign_session,   // text: its name; reported when the name changes, counted always
   malformed_packet,  // text: the bytes; reason
-  behind             // first: the feed stands there, before what was already seen or asked for, as after a restart
+  behind,            // first: the feed stands there, before what was already seen or asked for, as after a restart
+  began_again,   // first: where the new run showed itself; last: the last number of the old one; text: who sends it;
+                 // earlier: who sent the old one
+  second_sender  // first: the number that it sent; text: who it is; earlier: the one that is followed
 };
 
 enum class Via : std::uint8_t { live, late, recovered };
@@ -56,20 +65,16 @@ enum class Via : std::uint8_t { live, late, recovered };
 // What happened. Which fields are filled stands beside the kinds.
 struct Event {
   EventKind kind = EventKind::message;
-  std::uint64_t at_ms = 0;  // the time handed in with the packet, or with the tick
+  std::uint64_t at_ms = 0;  // the time handed in with the packet, or with the tick; of a gap that closed: when its last
+                            // number came or was given up, though it is told in the order of the numbers
   std::uint64_t first = 0;
   std::uint64_t last = 0;
-  std::uint64_t open_ms = 0;
-  Via via = Via::live;  // of a message: how it came
+  std::uint64_t open_ms = 0;  // from the first sign of the gap to its own last number, whatever else is missing
+  std::uint64_t missing = 0;  // numbers of the gap that were given up
+  Via via = Via::live;        // of a message: how it came
   std::string text;
   std::string reason;
-};
-
-struct Range {
-  std::uint64_t first = 0;
-  std::uint64_t last = 0;
-
-  bool operator==(const Range&) const = default;
+  std::string earlier;  // empty: no longer known
 };
 
 struct ReceiverTotals {
@@ -89,12 +94,19 @@ struct ReceiverTotals {
   std::uint64_t malformed = 0;  // answers included
   std::uint64_t requests = 0;
   std::uint64_t overrun = 0;  // dropped because `most_held` messages were waiting
+  std::uint64_t altered = 0;
+  std::uint64_t second_senders = 0;
+  std::uint64_t ignored = 0;  // packets of second senders
+  std::uint64_t began_again = 0;
 };
 
 struct Gap {
   std::uint64_t first = 0;
   std::uint64_t last = 0;
   std::uint64_t opened_ms = 0;
+  std::uint64_t left = 0;       // numbers that have neither come nor been given up
+  std::uint64_t filled_ms = 0;  // when the latest of the others was
+  std::uint64_t given_up = 0;
 };
 
 struct Held {
@@ -102,8 +114,8 @@ struct Held {
   Via via = Via::live;
 };
 
-// Numbers below `next` are settled; from `next` up to `end` they are held or lie in a gap; from `end` on nothing is
-// known. So `next` always lies in the first gap, or there is no gap and `next` equals `end`.
+// Numbers below `next` are settled, those from `next` up to `end` are held or missing, and nothing is known of those
+// from `end` on. So `next` is the first missing number, or nothing is missing and `next` equals `end`.
 struct Receiver {
   ReceiverSettings settings;
   std::uint64_t joined_at = 0;  // 0: no packet has been seen and no start was asked for
@@ -114,38 +126,41 @@ struct Receiver {
   std::size_t held_bytes = 0;          // theirs; at most settings.most_held_bytes
   std::deque<Gap> gaps;                // ascending, none beside another, so one more than messages held at most
   bool ended = false;                  // the end of session was announced
-  std::vector<Range> missing;          // ascending, neighbours joined; ends growing at `most_missing_listed`
+  std::vector<Range> missing;          // of this run; ascending, neighbours joined; at most `most_missing_listed`
   std::string foreign_session;         // the one reported last
   std::uint64_t behind_at = 0;         // where the feed stood when it was last reported behind; 0: never
+  Delivered delivered;
+  Senders senders;
 
   std::uint32_t tries = 0;         // requests since the last one that brought something
   std::uint64_t asked_last = 0;    // the last number of the request under way
-  std::uint64_t answer_until = 0;  // ms; when that request counts as unanswered; 0: none is under way
-  bool silent = false;             // the last try was in vain: until an answer comes, every number gets one try only
+  std::uint64_t answer_until = 0;  // ms; when that request counts as unanswered; 0: no request is under way
+  bool silent = false;  // the last request was not answered: until an answer comes, no number is asked for twice
 
   ReceiverTotals totals;
   std::vector<Event> events;  // not yet taken
 };
 
-// Missing ranges beyond this many are counted, not listed: a run may lose messages for days.
-inline constexpr std::size_t most_missing_listed = 100000;
-
-// Adds a range behind the others, joined with the last of them where it goes on; left out when the list is full.
-void list_missing(std::vector<Range>& missing, const Range& range);
-
 Receiver make_receiver(const ReceiverSettings& settings);
 
-// Takes one datagram, whatever it holds. Packets that are no packets and those of other sessions end as an event.
-void take_packet(Receiver& receiver, std::string_view bytes, Source source, std::uint64_t now_ms);
+// Takes one datagram, whatever it holds. One that is not a packet, or is of another session, ends as an event. One of
+// the feed that contradicts what came before is kept aside until the receiver knows why, and nothing is asked for and
+// no answer taken meanwhile. Returns true for a packet of the feed that belongs to the run that is followed, as far as
+// is known at once; a heartbeat of its sender does in any case.
+bool take_packet(Receiver& receiver, std::string_view bytes, Channel channel, std::uint64_t now_ms,
+                 SenderId sender = 0);
 
-// Makes it known that all numbers before `end` exist, as a heartbeat would. Needs a receiver that knows its start.
+// Tells the receiver that all numbers before `end` have been sent, as a heartbeat would. It must know its start.
 void expect_until(Receiver& receiver, std::uint64_t end, std::uint64_t now_ms);
 
-// To be called every few milliseconds: gives up what has been missing for too long and returns the request that is due,
-// if there is one. The caller sends it; it counts as sent.
+// To be called every few milliseconds. Gives up what has been missing for too long, and returns the request that is
+// due, if there is one. The caller sends it; the receiver counts it as sent.
 std::optional<Request> tick(Receiver& receiver, std::uint64_t now_ms);
 
-// Gives up everything that is still missing and delivers what was held behind it: nothing more will come.
+// Decides about packets that were kept aside: no more packets of the feed will come.
+void settle_rival(Receiver& receiver, std::uint64_t now_ms);
+
+// The same, and gives up everything that is still missing and delivers what was held behind it: nothing more will come.
 void finish(Receiver& receiver, std::uint64_t now_ms);
 
 // The events since the last call, oldest first.

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "vorbelctl/audit/report.h"
-#include "vorbelctl/handler/wording.h"
+#include "vorbelctl/audit/outcome.h"
 #include "vorbelctl/page/text.h"
+#include "vorbelctl/wording/wording.h"
 
 namespace vorbelctl::page {
 namespace {
@@ -54,17 +54,24 @@ std::string grid_lines(const Axis& axis) {
   return lines;
 }
 
-// Where the page is narrow, every second label or two of three are left out. One that would run over the right edge is
-// left to its grid line.
+// The times that have a label. One that would run over the right edge is left to its grid line; where none is left, the
+// begin has one.
+std::vector<std::int64_t> labelled_times(const Axis& axis) {
+  std::vector<std::int64_t> times = time_labels(axis.begin_ms, axis.end_ms, most_time_labels);
+  std::erase_if(times,
+                [&](std::int64_t at_ms) { return static_cast<double>(at_ms - axis.begin_ms) > 0.9 * span_ms(axis); });
+  if (times.empty()) times.push_back(axis.begin_ms);
+  return times;
+}
+
+// Where the page is narrow, every second label or two of three are left out.
 std::string time_scale(const Axis& axis) {
   std::string scale = "<div class=\"scale\" aria-hidden=\"true\">";
   int place = 0;
-  for (const std::int64_t at_ms : time_labels(axis.begin_ms, axis.end_ms, most_time_labels)) {
-    const bool fits = static_cast<double>(at_ms - axis.begin_ms) <= 0.95 * span_ms(axis);
+  for (const std::int64_t at_ms : labelled_times(axis)) {
     const std::string second = place % 2 == 0 ? "" : " second";
     const std::string third = place % 3 == 0 ? "" : " third";
     ++place;
-    if (!fits) continue;
     scale += "<span class=\"tick" + second + third + "\" style=\"left:" + at_time(axis, at_ms) + "\">" +
              time_of_day(at_ms) + "</span>";
   }
@@ -166,6 +173,20 @@ std::string bars(const History& history, const Axis& axis, double high) {
   return drawn;
 }
 
+// Beyond it the labels of an axis are written with an exponent.
+constexpr double largest_written_out = 1e7;
+
+// True for a price that has a place in a drawing: its label has at most eight characters.
+bool drawable(double price) {
+  return std::fabs(price) < 1e98;
+}
+
+// Air below and above, so much that the labels of the axis differ in the few digits for which there is room.
+double air(double low, double high) {
+  const double farthest = std::max(std::fabs(low), std::fabs(high));
+  return std::max((high - low) * 0.1, farthest < largest_written_out ? farthest * 1e-4 + 1e-3 : farthest * 0.05);
+}
+
 // What a price chart reaches from and to, with some air above and below: the last sales. Amended trades that were none
 // may lie far away, and must not press the others flat.
 struct PriceRange {
@@ -177,13 +198,13 @@ PriceRange price_range(const BondHistory& bond) {
   PriceRange range;
   bool any = false;
   for (const PriceSlice& slice : bond.prices.slices) {
-    if (slice.prints == 0 || !std::isfinite(slice.low + slice.high)) continue;
+    if (slice.prints == 0 || !drawable(slice.low) || !drawable(slice.high)) continue;
     range.low = any ? std::min(range.low, slice.low) : slice.low;
     range.high = any ? std::max(range.high, slice.high) : slice.high;
     any = true;
   }
-  const double air = std::max((range.high - range.low) * 0.1, std::fabs(range.high) * 1e-4 + 1e-3);
-  return {range.low - air, range.high + air};
+  const double beyond = air(range.low, range.high);
+  return {range.low - beyond, range.high + beyond};
 }
 
 std::int64_t slice_middle_ms(const Axis& axis, const BondHistory& bond, std::size_t i) {
@@ -202,10 +223,11 @@ std::string price_lines(const Axis& axis, const BondHistory& bond, const PriceRa
   std::string last;
   const auto& slices = bond.prices.slices;
   for (std::size_t i = 0; i < slices.size(); ++i) {
-    if (slices[i].prints == 0 || !std::isfinite(slices[i].low + slices[i].high + slices[i].last)) continue;
-    upper += x(i) + "," + y(slices[i].high) + " ";
-    lower.insert(0, x(i) + "," + y(slices[i].low) + " ");
-    last += x(i) + "," + y(slices[i].last) + " ";
+    const PriceSlice& slice = slices[i];
+    if (slice.prints == 0 || !drawable(slice.low) || !drawable(slice.high) || !drawable(slice.last)) continue;
+    upper += x(i) + "," + y(slice.high) + " ";
+    lower.insert(0, x(i) + "," + y(slice.low) + " ");
+    last += x(i) + "," + y(slice.last) + " ";
   }
   return "<svg class=\"stretched\" viewBox=\"0 0 1000 1000\" preserveAspectRatio=\"none\"><polygon class=\"range\" "
          "points=\"" +
@@ -214,7 +236,7 @@ std::string price_lines(const Axis& axis, const BondHistory& bond, const PriceRa
 
 std::string price_mark(const Axis& axis, std::int64_t at_ms, double price, const PriceRange& range,
                        const std::string& symbol, const std::string& hint) {
-  if (!std::isfinite(price)) return "";
+  if (!drawable(price)) return "";
   const std::string beyond = price < range.low || price > range.high ? " beyond" : "";
   return "<use href=\"#" + symbol + "\" class=\"" + symbol + beyond + "\" x=\"" + at_time(axis, at_ms) + "\" y=\"" +
          percent(range.high - price, range.high - range.low) + "\">" + title(hint) + "</use>";
@@ -248,12 +270,18 @@ std::string halt_bands(const History& history, const Axis& axis, const BondHisto
   return bands;
 }
 
+std::string price_label(double price, int decimals) {
+  return std::fabs(price) < largest_written_out ? fixed(price, decimals) : with_exponent(price, 2);
+}
+
 std::vector<Level> price_levels(const PriceRange& range) {
   constexpr int most = 4;
   const double step = round_step(range.high - range.low, most);
   const int decimals = std::clamp(static_cast<int>(std::ceil(-std::log10(step) - 1e-9)), 0, 6);
   std::vector<Level> levels;
-  for (const double price : axis_labels(range.low, range.high, most)) levels.push_back({price, fixed(price, decimals)});
+  for (const double price : axis_labels(range.low, range.high, most)) {
+    levels.push_back({price, price_label(price, decimals)});
+  }
   return levels;
 }
 

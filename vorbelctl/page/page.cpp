@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "vorbelctl/handler/wording.h"
 #include "vorbelctl/page/charts.h"
 #include "vorbelctl/page/style.h"
 #include "vorbelctl/page/text.h"
+#include "vorbelctl/wording/wording.h"
 
 namespace vorbelctl {
 namespace {
@@ -19,32 +19,37 @@ std::string figure(const std::string& key, const std::string& label, std::uint64
          "</dt><dd data-key=\"" + key + "\">" + grouped(number) + "</dd></div>";
 }
 
-std::string heading(const AuditReport& report) {
-  const std::string_view word = verdict_word(report);
+std::string heading(const Outcome& outcome) {
+  const std::string_view word = verdict_word(outcome);
   if (word == "equal") return "Equal";
+  if (word == "unfinished") return "Unfinished";
+  if (word == "began again") return "The feed began again";
   return word == "lost" ? "Messages lost" : "Different";
 }
 
-std::string source_sentence(const AuditReport& report) {
-  switch (report.source) {
-    case AuditSource::feed:
-      return "the feed " + report.where;
-    case AuditSource::offline:
-      return "everything fetched from " + report.where;
-    case AuditSource::pcap:
-      return "the capture file " + report.where;
-    case AuditSource::capture:
-      return "a handler's account in " + report.where;
+std::string origin_sentence(const Outcome& outcome) {
+  switch (outcome.origin) {
+    case Origin::feed:
+      return "the feed " + outcome.where;
+    case Origin::retransmission:
+      return "everything fetched from " + outcome.where;
+    case Origin::pcap:
+      return "the capture file " + outcome.where;
+    case Origin::recording:
+      return "a handler's account in " + outcome.where;
   }
   return "";
 }
 
-std::string verdict_part(const AuditReport& report) {
-  const Audit& audit = report.audit;
-  const std::string word(verdict_word(report));
-  std::string html = "<header class=\"" + (word == "lost" ? "lost-messages" : word) + "\"><h1 data-key=\"verdict\">" +
-                     heading(report) + "</h1><p class=\"sentence\">" + escaped(verdict_sentence(report)) + ".</p>";
-  html += "<p class=\"context\">Session " + escaped(report.session) + ", " + escaped(source_sentence(report));
+std::string verdict_part(const Outcome& outcome) {
+  const Audit& audit = outcome.audit;
+  const std::string_view word = verdict_word(outcome);
+  const std::string look = word == "equal"                          ? "equal"
+                           : word == "lost" || word == "unfinished" ? "lost-messages"
+                                                                    : "different";
+  std::string html = "<header class=\"" + look + "\"><h1 data-key=\"verdict\">" + heading(outcome) +
+                     "</h1><p class=\"sentence\">" + escaped(verdict_sentence(outcome)) + ".</p>";
+  html += "<p class=\"context\">Session " + escaped(outcome.session) + ", " + escaped(origin_sentence(outcome));
   if (audit.history.begin_ms != 0) {
     html += ", <span class=\"nowrap\">" + page::date_and_time(audit.history.begin_ms) + "</span> to " +
             page::time_of_day(audit.history.end_ms) + " feed local time (US Eastern)";
@@ -52,26 +57,26 @@ std::string verdict_part(const AuditReport& report) {
   return html + ".</p></header>";
 }
 
-std::string figures_part(const AuditReport& report) {
-  const Audit& audit = report.audit;
+std::string figures_part(const Outcome& outcome) {
+  const Audit& audit = outcome.audit;
   const AuditCounts& counts = audit.counts;
   std::string html = "<dl class=\"figures\">" + figure("messages", "messages", counts.messages, "");
   if (audit.on_the_wire) {
-    html += figure("lost", "lost on the wire", lost_on_wire(report), "lost");
+    html += figure("lost", "lost on the wire", lost_on_wire(outcome), "lost");
     html += figure("recovered", "recovered", counts.recovered, "good");
   }
-  html += figure("missing", "missing", missing_in_all(report), "lost");
+  html += figure("missing", "missing", missing_in_all(outcome), "lost");
   if (audit.on_the_wire) {
-    html += figure("duplicates", "duplicates", report.totals.duplicates, "duplicate");
+    html += figure("duplicates", "duplicates", outcome.totals.duplicates, "duplicate");
     html += figure("out_of_order", "out of order", counts.out_of_order, "disorder");
   }
   if (counts.fetched != 0) html += figure("fetched", "fetched", counts.fetched, "");
-  html += figure("differences", "differences", audit.judge.findings.total, "lost");
-  html += figure("trades", "trades", counts.trades, "");
-  html += figure("cancels", "cancels", counts.cancels, "");
-  html += figure("corrections", "corrections", counts.corrections, "");
-  html += figure("halts", "halt messages", counts.halts, "");
-  html += figure("bonds", "bonds", audit.judge.bonds.size(), "");
+  html += figure("discrepancies", "discrepancies", audit.reconciliation.discrepancies.total, "lost");
+  html += figure("trades", "trades", count_of(counts, Kind::trade), "");
+  html += figure("cancels", "cancels", count_of(counts, Kind::cancel), "");
+  html += figure("corrections", "corrections", count_of(counts, Kind::correction), "");
+  html += figure("halts", "halt messages", count_of(counts, Kind::halt), "");
+  html += figure("bonds", "bonds", audit.reconciliation.bonds.size(), "");
   return html + "</dl>";
 }
 
@@ -89,51 +94,51 @@ std::string table(const std::string& head, const std::vector<std::string>& rows)
          "</details>";
 }
 
-std::string side_cell(Witness witness, const std::string& value) {
-  return "<td class=\"value\"><small>" + std::string(witness_name(witness)) + "</small>" + escaped(value) + "</td>";
+std::string side_cell(Source source, const std::string& value) {
+  return "<td class=\"value\"><small>" + std::string(source_name(source)) + "</small>" + escaped(value) + "</td>";
 }
 
-std::string differences_part(const AuditReport& report) {
-  const Findings& findings = report.audit.judge.findings;
-  if (findings.total == 0) return "";
+std::string discrepancies_part(const Outcome& outcome) {
+  const Discrepancies& discrepancies = outcome.audit.reconciliation.discrepancies;
+  if (discrepancies.total == 0) return "";
   std::vector<std::string> rows;
-  for (const Difference& difference : findings.listed) {
-    rows.push_back("<td class=\"tight\">#" + std::to_string(difference.sequence) + "</td><td class=\"value\">" +
-                   escaped(difference.field) + "</td>" + side_cell(difference.expecting, difference.expected) +
-                   side_cell(difference.showing, difference.found));
+  for (const Discrepancy* const each : in_order(discrepancies)) {
+    rows.push_back("<td class=\"tight\">#" + std::to_string(each->sequence) + "</td><td class=\"value\">" +
+                   escaped(each->field) + "</td>" + side_cell(each->source, each->expected) +
+                   side_cell(each->place, each->received));
   }
-  std::string html = "<section id=\"differences\"><h2>Differences</h2><p class=\"note\">Both sides of each";
-  if (findings.total > findings.listed.size()) {
-    html += "; the first " + grouped(findings.listed.size()) + " of " + grouped(findings.total);
+  std::string html = "<section id=\"discrepancies\"><h2>Discrepancies</h2><p class=\"note\">Both sides of each";
+  if (discrepancies.total > discrepancies.listed.size()) {
+    html += "; the first " + grouped(discrepancies.listed.size()) + " of " + grouped(discrepancies.total);
   }
   return html + ".</p><div class=\"card\">" +
          table("<th class=\"tight\">message</th><th>field</th><th>expected</th><th>found</th>", rows) +
          "</div></section>";
 }
 
-std::string timeline_part(const AuditReport& report) {
+std::string timeline_part(const Outcome& outcome) {
   return "<section id=\"timeline\"><h2>Timeline</h2><p class=\"note\">By the time at which messages were sent, feed "
          "local "
          "time. A lane below is coloured where something of its kind happened.</p><div class=\"card\">" +
-         page::timeline(report.audit.history, report.audit.on_the_wire) + "</div></section>";
+         page::timeline(outcome.audit.history, outcome.audit.on_the_wire) + "</div></section>";
 }
 
 std::string price_text(const std::optional<Sale>& sale) {
   return sale ? page::fixed(sale->price, 3) : "none";
 }
 
-std::string bond_card(const AuditReport& report, const BondHistory& bond) {
-  const auto& bonds = report.audit.judge.bonds;
+std::string bond_card(const Outcome& outcome, const BondHistory& bond) {
+  const auto& bonds = outcome.audit.reconciliation.bonds;
   const auto state = bonds.find(bond.cusip);
   const Book book = state == bonds.end() ? Book() : state->second.book;
   std::string html = "<article class=\"card\" data-cusip=\"" + escaped(bond.cusip) + "\"><header><h3>" +
                      escaped(bond.symbol.empty() ? bond.cusip : bond.symbol) + "</h3><span class=\"quiet\">" +
                      escaped(bond.cusip) + (book.halted ? " · halted" : "") + "</span></header>";
-  html += "<p>last <span data-key=\"last\">" + price_text(book.last) + "</span>, high <span data-key=\"high\">" +
-          price_text(book.high) + "</span>, low <span data-key=\"low\">" + price_text(book.low) +
-          "</span><br><span data-key=\"prints\">" + grouped(book.prints.size()) + "</span> prints, " +
+  html += "<p>last <span data-key=\"last\">" + price_text(book.day.last) + "</span>, high <span data-key=\"high\">" +
+          price_text(book.day.high) + "</span>, low <span data-key=\"low\">" + price_text(book.day.low) +
+          "</span><br><span data-key=\"prints\">" + grouped(book.prints.live) + "</span> prints, " +
           grouped(bond.cancels) + " cancelled, " + grouped(bond.corrections) + " corrected</p>";
-  return html + page::price_chart(report.audit.history, bond) + "</article>";
+  return html + page::price_chart(outcome.audit.history, bond) + "</article>";
 }
 
 std::string legend() {
@@ -144,18 +149,19 @@ std::string legend() {
          "<span><svg><rect class=\"halted\" width=\"20\" height=\"12\"/></svg>halted</span></p>";
 }
 
-std::string bonds_part(const AuditReport& report) {
+std::string bonds_part(const Outcome& outcome) {
   std::vector<const BondHistory*> drawn;
-  for (const BondHistory& bond : report.audit.history.bonds) {
+  for (const BondHistory& bond : outcome.audit.history.bonds) {
     if (bond.prints + bond.cancels + bond.corrections != 0) drawn.push_back(&bond);
   }
   if (drawn.empty()) return "";
   std::stable_sort(drawn.begin(), drawn.end(), [](const auto* a, const auto* b) { return a->prints > b->prints; });
   std::string html =
       "<section id=\"bonds\"><h2>Prices</h2>" + page::chart_symbols() + legend() + "<div class=\"bonds\">";
-  for (const BondHistory* const bond : drawn) html += bond_card(report, *bond);
+  for (const BondHistory* const bond : drawn) html += bond_card(outcome, *bond);
   html += "</div>";
-  const std::size_t others = report.audit.judge.bonds.size() - std::min(report.audit.judge.bonds.size(), drawn.size());
+  const std::size_t others =
+      outcome.audit.reconciliation.bonds.size() - std::min(outcome.audit.reconciliation.bonds.size(), drawn.size());
   if (others != 0) html += "<p class=\"note\">" + grouped(others) + " more not drawn.</p>";
   return html + "</section>";
 }
@@ -171,13 +177,16 @@ std::string meaning_of(FaultKind kind) {
       return "duplicate";
     case FaultKind::malformed_packet:
     case FaultKind::foreign_session:
+    case FaultKind::altered:
+    case FaultKind::second_sender:
+    case FaultKind::began_again:
     case FaultKind::behind:
       return "other";
   }
   return "";
 }
 
-std::string outcome(const Fault& fault) {
+std::string end_of_fault(const Fault& fault) {
   std::string text;
   const auto add = [&](std::uint64_t number, const char* what) {
     if (number == 0) return;
@@ -196,13 +205,13 @@ std::string fault_row(const Fault& fault) {
   if (fault.last != fault.first) numbers += " to #" + std::to_string(fault.last);
   return "<td class=\"when\">" + page::time_of_day(fault.at_ms) + "</td><td class=\"kind " + meaning_of(fault.kind) +
          "\"><span>" + std::string(fault_name(fault.kind)) + "</span></td><td>" + numbers +
-         "</td><td class=\"number\">" + (is_gap ? page::duration(fault.open_ms) : "") + "</td><td>" + outcome(fault) +
-         "</td>";
+         "</td><td class=\"number\">" + (is_gap ? page::duration(fault.open_ms) : "") + "</td><td>" +
+         end_of_fault(fault) + "</td>";
 }
 
-std::string faults_part(const AuditReport& report) {
-  const History& history = report.audit.history;
-  if (!report.audit.on_the_wire) return "";
+std::string faults_part(const Outcome& outcome) {
+  const History& history = outcome.audit.history;
+  if (!outcome.audit.on_the_wire) return "";
   std::string html = "<section id=\"faults\"><h2>Faults on the wire</h2>";
   if (history.faults.empty()) return html + "<p class=\"note\">None.</p></section>";
   std::vector<Fault> faults = history.faults;
@@ -220,28 +229,28 @@ std::string faults_part(const AuditReport& report) {
          "</div></section>";
 }
 
-std::string footer(const AuditReport& report) {
-  std::string html = "<footer>Messages #" + std::to_string(std::max<std::uint64_t>(report.audit.from, 1)) + " to #" +
-                     std::to_string(report.audit.last) + ", compared with " + escaped(report.truth);
-  if (!report.tape.empty()) html += " and " + escaped(report.tape);
-  return html + ". The audit took " + page::duration(report.lasted_ms) + " and ended by " + escaped(report.ended_by) +
+std::string footer(const Outcome& outcome) {
+  std::string html = "<footer>Messages #" + std::to_string(std::max<std::uint64_t>(outcome.audit.from, 1)) + " to #" +
+                     std::to_string(outcome.audit.last) + ", compared with " + escaped(outcome.truth);
+  if (!outcome.tape.empty()) html += " and " + escaped(outcome.tape);
+  return html + ". The audit took " + page::duration(outcome.lasted_ms) + " and ended by " + escaped(outcome.ended_by) +
          ".</footer>";
 }
 
 }  // namespace
 
-std::string report_page(const AuditReport& report) {
+std::string outcome_page(const Outcome& outcome) {
   std::string html =
       "<!doctype html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">"
       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">"
       "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src 'unsafe-inline'; img-src "
       "data:\">"
       "<link rel=\"icon\" href=\"data:,\"><title>" +
-      heading(report) + ": audit of " + escaped(report.session) + "</title><style>";
+      heading(outcome) + ": audit of " + escaped(outcome.session) + "</title><style>";
   html += page::style_sheet();
   html += "</style></head><body><main>";
-  html += verdict_part(report) + figures_part(report) + differences_part(report) + timeline_part(report) +
-          bonds_part(report) + faults_part(report) + footer(report);
+  html += verdict_part(outcome) + figures_part(outcome) + discrepancies_part(outcome) + timeline_part(outcome) +
+          bonds_part(outcome) + faults_part(outcome) + footer(outcome);
   return html + "</main></body></html>\n";
 }
 

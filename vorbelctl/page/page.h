@@ -5,12 +5,12 @@
 
 #include <string>
 
-#include "vorbelctl/audit/report.h"
+#include "vorbelctl/audit/outcome.h"
 
 namespace vorbelctl {
 
 // The whole page. Tables show the first rows at once and keep the rest folded; drawings have a few hundred marks at
 // most, however long the run was.
-std::string report_page(const AuditReport& report);
+std::string outcome_page(const Outcome& outcome);
 
 }  // namespace vorbelctl

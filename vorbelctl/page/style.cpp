@@ -31,7 +31,7 @@ h2 { font-size: 1.15rem; font-weight: 600; margin: 3.5rem 0 0.35rem; }
 h3 { font-size: 1rem; font-weight: 600; }
 .equal h1 { color: var(--good); }
 .different h1, .lost-messages h1 { color: var(--lost); }
-.sentence { font-size: 1.15rem; margin-top: 0.6rem; }
+.sentence { font-size: 1.15rem; margin-top: 0.6rem; overflow-wrap: anywhere; }
 .quiet { color: var(--soft); }
 .context { color: var(--soft); margin-top: 0.35rem; overflow-wrap: anywhere; }
 .note { color: var(--soft); margin-bottom: 1rem; max-width: 46rem; }
@@ -41,7 +41,7 @@ h3 { font-size: 1rem; font-weight: 600; }
 }
 .figures div { box-shadow: 0 0 0 0.5px var(--line); padding: 0.9rem 1rem 0.8rem; display: flex; flex-direction: column-reverse; }
 .figures dt { color: var(--soft); font-size: 0.82rem; }
-.figures dd { font-size: 1.45rem; font-weight: 600; letter-spacing: -0.01em; }
+.figures dd { font-size: 1.45rem; font-weight: 600; letter-spacing: -0.01em; overflow-wrap: anywhere; }
 .figures .lost dd { color: var(--lost); } .figures .disorder dd { color: var(--disorder); }
 .figures .duplicate dd { color: var(--duplicate); } .figures .good dd { color: var(--good); }
 .card { background: var(--card); border: 1px solid var(--line); border-radius: 10px; padding: 1.1rem 1.2rem 0.9rem; }
@@ -49,6 +49,7 @@ h3 { font-size: 1rem; font-weight: 600; }
 .timeline { grid-template-columns: 8.5rem minmax(0, 1fr); }
 .unit { grid-column: 2; color: var(--soft); font-size: 0.78rem; margin-bottom: 0.5rem; }
 .plot { width: 100%; height: 11rem; overflow: visible; display: block; }
+.plot, .levels { margin-bottom: 0.6rem; }  /* half a label of the vertical axis reaches below its end */
 .timeline .plot, .timeline .levels { margin-bottom: 0.9rem; }
 .levels { position: relative; height: 11rem; color: var(--soft); font-size: 0.78rem; }
 .levels span { position: absolute; right: 0; transform: translateY(-50%); }
@@ -63,15 +64,16 @@ h3 { font-size: 1rem; font-weight: 600; }
 .halted { fill: var(--halt); fill-opacity: 0.14; }
 line.close { stroke: var(--close); stroke-width: 1; stroke-dasharray: 3 3; }
 .symbols { position: absolute; width: 0; height: 0; }
-.lane-name { display: flex; justify-content: space-between; gap: 0.5rem; color: var(--soft); font-size: 0.82rem; }
+.lane-name { display: flex; flex-wrap: wrap; justify-content: space-between; gap: 0 0.5rem; color: var(--soft); font-size: 0.82rem; }
 .lane-name b { font-weight: 600; color: var(--ink); }
 .lane { width: 100%; height: 0.7rem; margin: 0.28rem 0; display: block; background: var(--grid); border-radius: 2px; }
 .lane.lost { fill: var(--lost); } .lane.disorder { fill: var(--disorder); } .lane.duplicate { fill: var(--duplicate); }
 .lane.halt { fill: var(--halt); } .lane.idle { fill: var(--idle); } .lane.close { fill: var(--close); }
-.scale { position: relative; height: 1.4rem; margin-top: 0.35rem; color: var(--soft); font-size: 0.78rem; }
+.scale { position: relative; height: 1.4rem; margin-top: 0.1rem; color: var(--soft); font-size: 0.78rem; }
 .tick { position: absolute; transform: translateX(-50%); white-space: nowrap; }
 .nowrap { white-space: nowrap; }
 .bonds { display: grid; grid-template-columns: repeat(2, minmax(0, 1fr)); gap: 1rem; }
+.bonds .card { overflow-wrap: anywhere; }
 .bonds .card > header { display: flex; flex-wrap: wrap; justify-content: space-between; gap: 0 1rem; }
 .bonds .card > p { color: var(--soft); font-size: 0.85rem; margin-bottom: 0.8rem; }
 .legend { display: flex; flex-wrap: wrap; gap: 0.2rem 1.4rem; color: var(--soft); font-size: 0.85rem; margin-bottom: 0.9rem; }
@@ -116,8 +118,7 @@ footer { margin-top: 3.5rem; color: var(--soft); font-size: 0.85rem; overflow-wr
   main { max-width: none; padding: 0; }
   .card, .figures, tr { break-inside: avoid; }
   h2 { break-after: avoid; margin-top: 2rem; }
-  .messages rect, .lane, .lane rect, .kind { white-space: nowrap; }
-.kind::before { print-color-adjust: exact; -webkit-print-color-adjust: exact; }
+  .messages rect, .lane, .lane rect, .kind::before { print-color-adjust: exact; -webkit-print-color-adjust: exact; }
 }
 )css";
 }

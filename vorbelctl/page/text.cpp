@@ -6,7 +6,7 @@
 #include <cstdio>
 
 #include "vorbelctl/audit/eastern_time.h"
-#include "vorbelctl/handler/fields.h"
+#include "vorbelctl/wording/fields.h"
 
 namespace vorbelctl::page {
 
@@ -49,6 +49,14 @@ std::string fixed(double value, int decimals) {
   std::array<char, 400> text;
   std::snprintf(text.data(), text.size(), "%.*f", decimals, value);
   return text.data();
+}
+
+std::string with_exponent(double value, int decimals) {
+  std::array<char, 32> text;
+  std::snprintf(text.data(), text.size(), "%.*e", decimals, value);
+  std::string written = text.data();
+  written.erase(std::remove(written.begin(), written.end(), '+'), written.end());
+  return written;
 }
 
 std::string percent(double value, double whole) {

@@ -23,6 +23,9 @@ std::string percent(double value, double whole);
 // With so many decimals, as printf writes it.
 std::string fixed(double value, int decimals);
 
+// With one digit before the point and so many behind it: "1.25e26".
+std::string with_exponent(double value, int decimals);
+
 // "340 ms", "2.1 s", "4 min 10 s"
 std::string duration(std::uint64_t ms);
 

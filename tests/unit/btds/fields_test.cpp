@@ -145,7 +145,7 @@ TEST(DateFields, AreInLocalTime) {
 
 TEST(Header, NamesCategoryTypeAndTradeId) {
   std::string message(26, '#');
-  put_header(message, 'T', 'M', 12345678, utc_seconds(2024, 1, 15, 17));
+  put_header(message, Kind::trade, 12345678, utc_seconds(2024, 1, 15, 17));
   EXPECT_EQ(message,
             "TM"
             "2345678"
@@ -156,7 +156,7 @@ TEST(Header, NamesCategoryTypeAndTradeId) {
 
 TEST(Header, IsBlankWithoutATradeId) {
   std::string message(24, '\0');
-  put_header(message, 'A', 'H', std::nullopt, utc_seconds(2024, 7, 1, 16));
+  put_header(message, Kind::halt, std::nullopt, utc_seconds(2024, 7, 1, 16));
   EXPECT_EQ(message, "AH       O20240701120000");
 }
 

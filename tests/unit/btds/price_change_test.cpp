@@ -9,7 +9,7 @@
 namespace vorbeld {
 namespace {
 
-constexpr double nan_value = std::numeric_limits<double>::quiet_NaN();
+constexpr double no_price = std::numeric_limits<double>::quiet_NaN();
 
 DayPrices traded(double high, double low, double last) {
   return {true, high, 0, low, 0, last, 0};
@@ -82,9 +82,9 @@ TEST(ChangeIndicator, DoesNotLookAtYields) {
 }
 
 TEST(ChangeIndicator, TakesANanForAChange) {
-  EXPECT_EQ(change_indicator(traded(nan_value, 98, 100), traded(nan_value, 98, 100)), '4');
-  EXPECT_EQ(change_indicator(traded(102, nan_value, 100), traded(102, 98, 100)), '2');
-  EXPECT_EQ(change_indicator(traded(102, 98, 100), traded(102, 98, nan_value)), '1');
+  EXPECT_EQ(change_indicator(traded(no_price, 98, 100), traded(no_price, 98, 100)), '4');
+  EXPECT_EQ(change_indicator(traded(102, no_price, 100), traded(102, 98, 100)), '2');
+  EXPECT_EQ(change_indicator(traded(102, 98, 100), traded(102, 98, no_price)), '1');
 }
 
 TEST(ChangeIndicator, TakesBothZeroesForOne) {

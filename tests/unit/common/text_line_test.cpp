@@ -124,7 +124,7 @@ TEST(Number, SpellsNonFiniteValuesAsTheCLibraryDoes) {
   EXPECT_EQ(number(-std::numeric_limits<double>::infinity(), 0), "-inf");
 }
 
-// A line keeps the texts of its numbers: later ones take places of earlier ones, and none may be mistaken for another.
+// Whatever numbers a line held before, none may be mistaken for another.
 TEST(Number, IsTheSameWhateverTheLineHeldBefore) {
   std::mt19937_64 random(11);
   const std::vector<double> often{0.0, -0.0, 1.0, 99.875, 100.125, 5'000'000, 1e300, -1e-9, nan_value, -nan_value};

@@ -149,12 +149,5 @@ TEST(HeldPacket, IsNotReleasedByAFlushOfNothing) {
   EXPECT_FALSE(bench.publisher.held_packet.empty());
 }
 
-TEST(FaultLines, ArePrintedByAQuietPublisherToo) {
-  FeedBench bench;
-  bench.publisher.quiet = true;
-  bench.publisher.faults.armed_drops = 1;
-  EXPECT_EQ(console_of([&] { send_messages(bench, 1); }), "vorbeld fault: dropped seq 1 (packet 1, 1 message(s))\n");
-}
-
 }  // namespace
 }  // namespace vorbeld

@@ -33,7 +33,7 @@ inline std::uint64_t send_message(FeedBench& bench, std::string_view message) {
 
 // Sends messages "m1", "m2" and so on, each in a packet of its own, behind those sent before.
 inline void send_messages(FeedBench& bench, int count) {
-  for (int i = 0; i < count; ++i) send_message(bench, "m" + std::to_string(bench.publisher.next_sequence));
+  for (int i = 0; i < count; ++i) send_message(bench, "m" + std::to_string(last_sequence(bench.publisher) + 1));
 }
 
 // The packets that the feed has carried since the last call.

@@ -47,15 +47,25 @@ TEST(Heartbeat, CarriesTheNumberOfTheNextMessage) {
 TEST(Heartbeat, AfterTheCloseIsAnEndOfSessionPacket) {
   FeedBench bench;
   send_messages(bench, 2);
-  bench.publisher.closed = true;
+  end_session(bench.publisher);
   fall_silent(bench);
   send_heartbeat(bench.publisher);
   EXPECT_EQ(sent_packets(bench).back(),
             "BTDS000001"
             "\x00\x00\x00\x00\x00\x00\x00\x03"
             "\xff\xff"sv);
-  EXPECT_EQ(bench.publisher.end_of_session_packets, 1U);
   EXPECT_EQ(bench.publisher.heartbeats, 0U);
+}
+
+TEST(Heartbeat, IsDueAtOnceWhenTheSessionEnds) {
+  FeedBench bench;
+  send_messages(bench, 2);
+  sent_packets(bench);
+  end_session(bench.publisher);
+  send_heartbeat(bench.publisher);
+  EXPECT_EQ(sent_packets(bench), Packets{std::string("BTDS000001"
+                                                     "\x00\x00\x00\x00\x00\x00\x00\x03"
+                                                     "\xff\xff"sv)});
 }
 
 TEST(Heartbeat, IsCountedAndStartsTheWaitAgain) {
@@ -64,7 +74,6 @@ TEST(Heartbeat, IsCountedAndStartsTheWaitAgain) {
   const std::int64_t before = now_ms();
   send_heartbeat(bench.publisher);
   EXPECT_EQ(bench.publisher.heartbeats, 1U);
-  EXPECT_EQ(bench.publisher.end_of_session_packets, 0U);
   EXPECT_GE(bench.publisher.last_send_ms, before);
   EXPECT_EQ(bench.publisher.packets, 0U);
 }

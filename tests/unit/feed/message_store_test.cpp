@@ -14,18 +14,18 @@ namespace vorbeld {
 namespace {
 
 // The plain way: the newest messages without their numbers; element i has the number next - size + i.
-struct Model {
+struct StoreModel {
   std::deque<std::string> messages;
   std::uint64_t next_sequence = 1;
 };
 
-void add(Model& model, const std::string& message) {
+void add(StoreModel& model, const std::string& message) {
   model.messages.push_back(message);
   if (model.messages.size() > 400'000) model.messages.pop_front();
   ++model.next_sequence;
 }
 
-const std::string& message_of(const Model& model, std::uint64_t sequence) {
+const std::string& message_of(const StoreModel& model, std::uint64_t sequence) {
   return model.messages[sequence - (model.next_sequence - model.messages.size())];
 }
 
@@ -42,7 +42,7 @@ void append_numbered(MessageStore& store, std::uint64_t count) {
   for (std::uint64_t i = 0; i < count; ++i) store_message(store, std::to_string(store.appended + 1));
 }
 
-::testing::AssertionResult same_everywhere(const MessageStore& store, const Model& model) {
+::testing::AssertionResult same_everywhere(const MessageStore& store, const StoreModel& model) {
   if (stored_count(store) != model.messages.size()) return ::testing::AssertionFailure() << stored_count(store);
   const std::uint64_t oldest = model.next_sequence - model.messages.size();
   if (oldest_stored(store) != oldest) return ::testing::AssertionFailure() << "oldest " << oldest_stored(store);
@@ -113,7 +113,7 @@ TEST(MessageStore, CrossesTheEndsOfItsChunksUnharmed) {
   for (const std::size_t length : {std::size_t{1}, std::size_t{147}, std::size_t{1478}, std::size_t{65534}}) {
     SCOPED_TRACE(length);
     MessageStore store;
-    Model model;
+    StoreModel model;
     for (std::size_t stored = 0; stored < 5 * MessageStore::chunk_bytes; stored += length + 2) {
       const std::string message(length, static_cast<char>('a' + model.next_sequence % 26));
       store_message(store, message);
@@ -125,7 +125,7 @@ TEST(MessageStore, CrossesTheEndsOfItsChunksUnharmed) {
 
 TEST(MessageStore, AMessageThatFillsAChunkToItsEndIsWhole) {
   MessageStore store;
-  Model model;
+  StoreModel model;
   const auto both = [&](const std::string& message) {
     store_message(store, message);
     add(model, message);
@@ -139,7 +139,7 @@ TEST(MessageStore, EqualsAPlainQueueOverRandomLengths) {
   constexpr std::uint32_t seed = 7;
   std::mt19937 random(seed);
   MessageStore store;
-  Model model;
+  StoreModel model;
   for (int i = 0; i < 450'000; ++i) {
     const std::size_t length = random() % 1000 == 0 ? random() % 5000 : random() % 40;
     const std::string message(length, static_cast<char>('a' + random() % 26));

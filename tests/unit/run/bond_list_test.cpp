@@ -1,5 +1,5 @@
 // The bond universe out of its text: records, missing fields, grades, numbers.
-#include "run/bond_list.h"
+#include "run/configuration.h"
 
 #include <gtest/gtest.h>
 
@@ -10,19 +10,17 @@
 #include <utility>
 #include <vector>
 
-#include "run/options.h"
-
 namespace vorbeld {
 namespace {
 
-Universe read(std::string_view text, std::string_view high_yield = "") {
+Universe bonds_of(std::string_view text, std::string_view high_yield = "") {
   Universe universe;
   read_bonds(text, read_cusips(high_yield), universe);
   return universe;
 }
 
 Bond read_one(std::string_view text, std::string_view high_yield = "") {
-  Universe universe = read(text, high_yield);
+  Universe universe = bonds_of(text, high_yield);
   EXPECT_EQ(universe.bonds.size(), 1U);
   return std::move(universe.bonds.at(0));
 }
@@ -48,7 +46,7 @@ void expect_bond(const Bond& bond, std::string_view cusip, std::string_view desc
 }
 
 TEST(BondList, HoldsFourBondsByDefault) {
-  const Universe universe = read(BenchOptions{}.bonds);
+  const Universe universe = bonds_of(BenchOptions{}.bonds);
   ASSERT_EQ(universe.bonds.size(), 4U);
   expect_bond(universe.bonds[0], "037833DT4", "AAPL 3.85 05/04/43", "AAPL 3.85 43", "AAPL", false, 98.25, 3.85);
   expect_bond(universe.bonds[1], "594918BY9", "MSFT 3.30 02/06/27", "MSFT 3.3 27", "MSFT", false, 99.10, 3.30);
@@ -57,7 +55,7 @@ TEST(BondList, HoldsFourBondsByDefault) {
 }
 
 TEST(BondList, GivesBondsAnEmptyBook) {
-  for (const Bond& bond : read(BenchOptions{}.bonds).bonds) {
+  for (const Bond& bond : bonds_of(BenchOptions{}.bonds).bonds) {
     EXPECT_FALSE(bond.halted);
     EXPECT_FALSE(bond.prices.traded);
     EXPECT_EQ(bond.prices.high + bond.prices.low + bond.prices.last, 0.0);
@@ -81,9 +79,9 @@ TEST(BondList, TakesTheIssuerFromTheFirstWordOfTheDescription) {
 }
 
 TEST(BondList, SkipsRecordsOfFewerThanFourFields) {
-  EXPECT_EQ(cusips_of(read("A:d:s:IG,B:d:s,,C,D:d:s:IG,")), (Cusips{"A", "D"}));
-  EXPECT_EQ(cusips_of(read(",,,")), Cusips{});
-  EXPECT_EQ(cusips_of(read("")), Cusips{});
+  EXPECT_EQ(cusips_of(bonds_of("A:d:s:IG,B:d:s,,C,D:d:s:IG,")), (Cusips{"A", "D"}));
+  EXPECT_EQ(cusips_of(bonds_of(",,,")), Cusips{});
+  EXPECT_EQ(cusips_of(bonds_of("")), Cusips{});
 }
 
 TEST(BondList, KeepsEmptyFields) {
@@ -99,7 +97,7 @@ TEST(BondList, TrimsNothing) {
 }
 
 TEST(BondList, KeepsItsOrderAndDuplicates) {
-  Universe universe = read("B:one:s:IG,A:two:s:IG,B:three:s:IG");
+  Universe universe = bonds_of("B:one:s:IG,A:two:s:IG,B:three:s:IG");
   EXPECT_EQ(cusips_of(universe), (Cusips{"B", "A", "B"}));
   EXPECT_EQ(find_bond(universe, "B")->description, "one");
   EXPECT_EQ(universe.bonds[2].description, "three");
@@ -120,7 +118,7 @@ TEST(Grade, IsHighYieldForListedCusipsWhateverTheRecordSays) {
 }
 
 TEST(Grade, OfTheFirstDefaultBondCanBeForced) {
-  const Universe universe = read(BenchOptions{}.bonds, "037833DT4");
+  const Universe universe = bonds_of(BenchOptions{}.bonds, "037833DT4");
   EXPECT_TRUE(universe.bonds[0].high_yield);
   EXPECT_FALSE(universe.bonds[1].high_yield);
   EXPECT_FALSE(universe.bonds[2].high_yield);
@@ -143,13 +141,13 @@ TEST(BondNumbers, EndAtTheFirstCharacterThatIsNoneOfThem) {
 
 TEST(BondNumbers, ThrowWhenTheyCannotBeRead) {
   for (const std::string_view text : {"A:d:s:IG:x98", "A:d:s:IG:", "A:d:s:IG::5", "A:d:s:IG:98:", "A:d:s:IG:98:x"}) {
-    EXPECT_THROW(read(text), std::invalid_argument) << text;
+    EXPECT_THROW(bonds_of(text), std::invalid_argument) << text;
   }
-  EXPECT_THROW(read("A:d:s:IG:1e400"), std::out_of_range);
+  EXPECT_THROW(bonds_of("A:d:s:IG:1e400"), std::out_of_range);
 }
 
 TEST(BondNumbers, AreReadOnlyInRecordsThatCount) {
-  EXPECT_EQ(cusips_of(read("x:98,A:d:s:IG:98")), Cusips{"A"});
+  EXPECT_EQ(cusips_of(bonds_of("x:98,A:d:s:IG:98")), Cusips{"A"});
 }
 
 }  // namespace

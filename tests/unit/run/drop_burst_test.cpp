@@ -15,7 +15,7 @@ using Burst = std::pair<std::uint64_t, std::uint32_t>;
 // Start and length that a run makes of the text.
 Burst burst_of(const std::string& text) {
   StartBench bench;
-  bench.run.options.drop_burst = text;
+  bench.options.drop_burst = text;
   start(bench);
   return {bench.run.publisher.faults.drop_burst_start, bench.run.publisher.faults.drop_burst_length};
 }
@@ -64,8 +64,8 @@ TEST(DropBurst, NamesTheConversionThatFailed) {
 
 TEST(DropBurst, ReachesTheVeryFirstPacket) {
   StartBench bench;
-  bench.run.options.quiet = true;
-  bench.run.options.drop_burst = "1";
+  bench.options.quiet = true;
+  bench.options.drop_burst = "1";
   const std::string console = start(bench);
   EXPECT_TRUE(console.ends_with("\nvorbeld fault: dropped seq 1 (packet 1, 1 message(s))\n")) << console;
   const auto packets = received_datagrams(bench.receiver);

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "common/clocks.h"
-#include "run/sockets.h"
+#include "run/start.h"
 #include "tests/unit/common/console.h"
 #include "tests/unit/run/ports.h"
 #include "tests/unit/run/run_fixture.h"
@@ -89,7 +89,7 @@ using Kinds = std::vector<std::string>;
 TEST(Loop, LeavesAtOnceWhenTold) {
   LoopBench loop;
   loop.run.flow.rate_ms = 1;  // due, as is all that follows
-  loop.run.options.stats_path = loop.bench.folder.path / "stats.json";
+  loop.run.stats_path = loop.bench.folder.path / "stats.json";
   loop.run.publisher.last_send_ms = 0;
   loop.run.timers.last_status_ms = 0;
   loop.run.scenario.close_after_s = 1;
@@ -97,7 +97,7 @@ TEST(Loop, LeavesAtOnceWhenTold) {
   send_command(loop, "stop");
   EXPECT_EQ(console_of([&] { run_loop(loop.run); }), "bench: stop → ok\n");
   EXPECT_TRUE(received_datagrams(loop.bench.receiver).empty());
-  EXPECT_FALSE(std::filesystem::exists(loop.run.options.stats_path));
+  EXPECT_FALSE(std::filesystem::exists(loop.run.stats_path));
 }
 
 TEST(Loop, ServesReportsThenRetransmissionsThenCommands) {
@@ -107,7 +107,7 @@ TEST(Loop, ServesReportsThenRetransmissionsThenCommands) {
   const UdpSocket retransmissions = open_udp();
   fcntl(retransmissions.descriptor.value, F_SETFL, O_NONBLOCK);
   loop.run.intake.listener = listener.value;
-  loop.run.publisher.retransmission_socket = retransmissions.descriptor.value;
+  loop.run.retransmissions.socket = retransmissions.descriptor.value;
 
   const Descriptor reporter = connect_tcp(port.number);
   ASSERT_TRUE(eventually([&] { return accept_reports(loop.run.intake), loop.run.intake.accepted == 1; }));
@@ -131,10 +131,10 @@ TEST(Loop, ServesReportsThenRetransmissionsThenCommands) {
 TEST(Loop, SendsAHeartbeatAndWritesTheStatisticsInItsFirstPass) {
   LoopBench loop;
   loop.run.publisher.last_send_ms = 0;
-  loop.run.options.stats_path = loop.bench.folder.path / "stats.json";
+  loop.run.stats_path = loop.bench.folder.path / "stats.json";
   run_beside(loop, [&] { packets_until(loop, is_heartbeat); });
   EXPECT_EQ(loop.run.publisher.heartbeats, 1U);
-  const std::string stats = file_text(loop.run.options.stats_path);
+  const std::string stats = file_text(loop.run.stats_path);
   EXPECT_NE(stats.find("\"heartbeats\":1,"), std::string::npos) << stats;  // written behind the heartbeat
 }
 
@@ -149,7 +149,7 @@ TEST(Loop, PrintsTheStatusTenSecondsAfterTheLast) {
 TEST(Loop, ClosesBeforeItCarriesOutWhatIsPending) {
   LoopBench loop;
   send_trade(loop.bench);
-  loop.run.pending = {{0, 'C', 1}};
+  loop.run.pending = {{0, Amendment::cancel, 1}};
   loop.run.scenario.close_after_s = 1;
   loop.run.timers.start_ms -= 1'000;
   std::vector<std::string> packets;
@@ -160,7 +160,7 @@ TEST(Loop, ClosesBeforeItCarriesOutWhatIsPending) {
 TEST(Loop, CarriesOutWhatIsPendingBeforeItGenerates) {
   LoopBench loop;
   send_trade(loop.bench);
-  loop.run.pending = {{0, 'C', 1}, {0, 'C', 2}};  // the second trade is not there yet
+  loop.run.pending = {{0, Amendment::cancel, 1}, {0, Amendment::cancel, 2}};  // the second trade is not there yet
   loop.run.flow.rate_ms = 1;
   std::vector<std::string> packets;
   run_beside(loop, [&] {
@@ -222,7 +222,7 @@ TEST(Loop, DoesNothingMoreWhenTheDrainIsOver) {
   loop.run.scenario.halt_after_s = 1;    // due
   loop.run.timers.start_ms -= 1'000;
   console_of([&] { run_loop(loop.run); });
-  EXPECT_EQ(loop.run.publisher.messages, 0U);
+  EXPECT_EQ(last_sequence(loop.run.publisher), 0U);
 }
 
 TEST(Loop, AnswersReportersThatComeAndGo) {
@@ -247,7 +247,7 @@ TEST(Loop, AnswersRetransmissionRequestsThoughTheyDoNotWakeIt) {
   LoopBench loop;
   const UdpSocket retransmissions = open_udp();
   fcntl(retransmissions.descriptor.value, F_SETFL, O_NONBLOCK);
-  loop.run.publisher.retransmission_socket = retransmissions.descriptor.value;
+  loop.run.retransmissions.socket = retransmissions.descriptor.value;
   send_trade(loop.bench);
   const UdpSocket receiver = open_udp();
   run_beside(loop, [&] {
@@ -256,7 +256,7 @@ TEST(Loop, AnswersRetransmissionRequestsThoughTheyDoNotWakeIt) {
       EXPECT_TRUE(receive_datagram(receiver).has_value());
     }
   });
-  EXPECT_EQ(loop.run.publisher.retransmission_requests, 3U);
+  EXPECT_EQ(loop.run.retransmissions.requests, 3U);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // The command line: defaults, every option, how values are read, and the mistakes that end the process.
-#include "run/options.h"
+#include "run/configuration.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ namespace {
 
 using Arguments = std::vector<const char*>;
 
-BenchOptions read(const Arguments& arguments, const char* scenario = nullptr) {
+BenchOptions options_of(const Arguments& arguments, const char* scenario = nullptr) {
   return read_options(arguments, scenario).value();
 }
 
@@ -42,7 +42,7 @@ std::string all_of(const BenchOptions& options) {
 }
 
 TEST(Options, HaveTheirDefaults) {
-  const BenchOptions options = read({});
+  const BenchOptions options = options_of({});
   EXPECT_EQ(options.group, "233.54.19.111");
   EXPECT_EQ(options.feed_port, 28977);
   EXPECT_EQ(options.interface, "127.0.0.1");
@@ -73,12 +73,12 @@ TEST_P(TextOptions, KeepTheirValueAsGiven) {
   for (const char* value : {"some text", "", "--quiet", "=x", " 5 "}) {
     BenchOptions expected;
     expected.*GetParam().field = value;
-    EXPECT_EQ(all_of(read({GetParam().name, value})), all_of(expected)) << value;
+    EXPECT_EQ(all_of(options_of({GetParam().name, value})), all_of(expected)) << value;
   }
 }
 
 TEST_P(TextOptions, TakeTheLaterValue) {
-  EXPECT_EQ(read({GetParam().name, "a", "--quiet", GetParam().name, "b"}).*GetParam().field, "b");
+  EXPECT_EQ(options_of({GetParam().name, "a", "--quiet", GetParam().name, "b"}).*GetParam().field, "b");
 }
 
 TEST_P(TextOptions, NeedAValue) {
@@ -103,7 +103,7 @@ struct PortOption {
 class PortOptions : public testing::TestWithParam<PortOption> {};
 
 TEST_P(PortOptions, AreReadAndCutTo16Bits) {
-  const auto port = [](const char* value) { return read({GetParam().name, value}).*GetParam().field; };
+  const auto port = [](const char* value) { return options_of({GetParam().name, value}).*GetParam().field; };
   EXPECT_EQ(port("5000"), 5000);
   EXPECT_EQ(port("0"), 0);
   EXPECT_EQ(port("28977x"), 28977);
@@ -118,14 +118,14 @@ TEST_P(PortOptions, AreReadAndCutTo16Bits) {
 TEST_P(PortOptions, SetNothingElse) {
   BenchOptions expected;
   expected.*GetParam().field = 5;
-  EXPECT_EQ(all_of(read({GetParam().name, "5"})), all_of(expected));
+  EXPECT_EQ(all_of(options_of({GetParam().name, "5"})), all_of(expected));
 }
 
 TEST_P(PortOptions, ThrowWhatCannotBeRead) {
   for (const char* value : {"abc", "", " ", "x5", "--quiet"}) {
-    EXPECT_THROW(read({GetParam().name, value}), std::invalid_argument) << value;
+    EXPECT_THROW(options_of({GetParam().name, value}), std::invalid_argument) << value;
   }
-  EXPECT_THROW(read({GetParam().name, "2147483648"}), std::out_of_range);
+  EXPECT_THROW(options_of({GetParam().name, "2147483648"}), std::out_of_range);
 }
 
 TEST_P(PortOptions, NeedAValue) {
@@ -146,7 +146,7 @@ struct NumberOption {
 class NumberOptions : public testing::TestWithParam<NumberOption> {};
 
 TEST_P(NumberOptions, AreReadAndCutTo32Bits) {
-  const auto number = [](const char* value) { return read({GetParam().name, value}).*GetParam().field; };
+  const auto number = [](const char* value) { return options_of({GetParam().name, value}).*GetParam().field; };
   EXPECT_EQ(number("25"), 25U);
   EXPECT_EQ(number("25ms"), 25U);
   EXPECT_EQ(number(" 25"), 25U);
@@ -161,13 +161,13 @@ TEST_P(NumberOptions, AreReadAndCutTo32Bits) {
 TEST_P(NumberOptions, SetNothingElse) {
   BenchOptions expected;
   expected.*GetParam().field = 5;
-  EXPECT_EQ(all_of(read({GetParam().name, "5"})), all_of(expected));
+  EXPECT_EQ(all_of(options_of({GetParam().name, "5"})), all_of(expected));
 }
 
 TEST_P(NumberOptions, ThrowWhatCannotBeRead) {
-  EXPECT_THROW(read({GetParam().name, "x"}), std::invalid_argument);
-  EXPECT_THROW(read({GetParam().name, ""}), std::invalid_argument);
-  EXPECT_THROW(read({GetParam().name, "18446744073709551616"}), std::out_of_range);
+  EXPECT_THROW(options_of({GetParam().name, "x"}), std::invalid_argument);
+  EXPECT_THROW(options_of({GetParam().name, ""}), std::invalid_argument);
+  EXPECT_THROW(options_of({GetParam().name, "18446744073709551616"}), std::out_of_range);
 }
 
 TEST_P(NumberOptions, NeedAValue) {
@@ -184,7 +184,7 @@ INSTANTIATE_TEST_SUITE_P(All, NumberOptions,
 TEST(Options, NameTheConversionThatFailed) {
   const auto thrown = [](const Arguments& arguments) -> std::string {
     try {
-      read(arguments);
+      options_of(arguments);
     } catch (const std::logic_error& error) {
       return error.what();
     }
@@ -199,8 +199,8 @@ TEST(Options, NameTheConversionThatFailed) {
 TEST(Options, MayBeQuiet) {
   BenchOptions expected;
   expected.quiet = true;
-  EXPECT_EQ(all_of(read({"--quiet"})), all_of(expected));
-  EXPECT_EQ(all_of(read({"--quiet", "--quiet"})), all_of(expected));
+  EXPECT_EQ(all_of(options_of({"--quiet"})), all_of(expected));
+  EXPECT_EQ(all_of(options_of({"--quiet", "--quiet"})), all_of(expected));
 }
 
 TEST(Options, RefuseWhatIsNone) {
@@ -221,31 +221,31 @@ TEST(Options, AreReadFromLeftToRight) {
 }
 
 TEST(Options, PrintNothingWhenAllIsWell) {
-  EXPECT_EQ(console_of([] { read({"--port", "5", "--scenario", "bad=1", "--quiet"}); }), "");
+  EXPECT_EQ(console_of([] { options_of({"--port", "5", "--scenario", "bad=1", "--quiet"}); }), "");
 }
 
 TEST(ScenarioOption, StartsWithWhatTheEnvironmentSets) {
-  EXPECT_EQ(read({}, "idle_after_s=1").scenario, "idle_after_s=1");
-  EXPECT_EQ(read({}, "").scenario, "");
-  EXPECT_EQ(read({"--scenario", "a=1"}, "idle_after_s=1").scenario, "a=1");
-  EXPECT_EQ(read({"--scenario", ""}, "idle_after_s=1").scenario, "");
+  EXPECT_EQ(options_of({}, "idle_after_s=1").scenario, "idle_after_s=1");
+  EXPECT_EQ(options_of({}, "").scenario, "");
+  EXPECT_EQ(options_of({"--scenario", "a=1"}, "idle_after_s=1").scenario, "a=1");
+  EXPECT_EQ(options_of({"--scenario", ""}, "idle_after_s=1").scenario, "");
 }
 
 TEST(ScenarioOption, GetsCancelEveryAppended) {
-  EXPECT_EQ(read({"--cancel-every", "5"}).scenario, "cancel_every=5");
-  EXPECT_EQ(read({"--scenario", "a=1", "--cancel-every", "5"}).scenario, "a=1,cancel_every=5");
-  EXPECT_EQ(read({"--cancel-every", "4"}, "idle_after_s=1").scenario, "idle_after_s=1,cancel_every=4");
-  EXPECT_EQ(read({"--cancel-every", "3", "--cancel-every", "4"}).scenario, "cancel_every=3,cancel_every=4");
+  EXPECT_EQ(options_of({"--cancel-every", "5"}).scenario, "cancel_every=5");
+  EXPECT_EQ(options_of({"--scenario", "a=1", "--cancel-every", "5"}).scenario, "a=1,cancel_every=5");
+  EXPECT_EQ(options_of({"--cancel-every", "4"}, "idle_after_s=1").scenario, "idle_after_s=1,cancel_every=4");
+  EXPECT_EQ(options_of({"--cancel-every", "3", "--cancel-every", "4"}).scenario, "cancel_every=3,cancel_every=4");
 }
 
 TEST(ScenarioOption, LosesWhatWasAppendedBeforeIt) {
-  EXPECT_EQ(read({"--cancel-every", "5", "--scenario", "a=1"}).scenario, "a=1");
-  EXPECT_EQ(read({"--cancel-every", "4", "--scenario", "a=1"}, "idle_after_s=1").scenario, "a=1");
+  EXPECT_EQ(options_of({"--cancel-every", "5", "--scenario", "a=1"}).scenario, "a=1");
+  EXPECT_EQ(options_of({"--cancel-every", "4", "--scenario", "a=1"}, "idle_after_s=1").scenario, "a=1");
 }
 
 TEST(ScenarioOption, TakesTheCountOfCancelEveryUnread) {
-  EXPECT_EQ(read({"--cancel-every", "x"}).scenario, "cancel_every=x");
-  EXPECT_EQ(read({"--cancel-every", ""}).scenario, "cancel_every=");
+  EXPECT_EQ(options_of({"--cancel-every", "x"}).scenario, "cancel_every=x");
+  EXPECT_EQ(options_of({"--cancel-every", ""}).scenario, "cancel_every=");
   EXPECT_EQ(complaint({"--cancel-every"}), "--cancel-every needs a value\n");
 }
 

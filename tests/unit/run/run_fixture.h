@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "run/bond_list.h"
+#include "run/configuration.h"
 #include "run/run_state.h"
 #include "tests/unit/common/loopback.h"
 #include "tests/unit/common/scratch.h"
@@ -28,8 +28,7 @@ struct RunBench {
     start_publisher(run.publisher, "BTDS000001");
     open_feed(run.publisher, "127.0.0.1", receiver.port, "127.0.0.1");
     feed_socket.value = run.publisher.feed_socket;
-    read_bonds(run.options.bonds, {}, run.engine.universe);
-    run.publisher.quiet = true;
+    read_bonds(BenchOptions().bonds, {}, run.engine.universe);
     run.engine.quiet = true;
     run.generator.chance.engine.seed(7);
     run.timers.start_ms = start_ms;

@@ -1,5 +1,5 @@
 // Scenario settings out of their text: every key, overriding, unknown keys, values that cannot be read.
-#include "run/scenario.h"
+#include "run/configuration.h"
 
 #include <gtest/gtest.h>
 
@@ -34,7 +34,7 @@ std::vector<std::uint32_t> defaults() {
 }
 
 // Reads a text that must leave the console empty.
-std::vector<std::uint32_t> read(const std::string& text) {
+std::vector<std::uint32_t> settings_of(const std::string& text) {
   ScenarioSettings settings;
   EXPECT_EQ(console_of([&] { settings = read_scenario(text); }), "");
   return all_of(settings);
@@ -46,14 +46,14 @@ std::string complaint(const std::string& text) {
 }
 
 TEST(Scenario, HasItsDefaults) {
-  EXPECT_EQ(read(""), defaults());
+  EXPECT_EQ(settings_of(""), defaults());
 }
 
 TEST(Scenario, KnowsEveryKey) {
   for (std::size_t i = 0; i < keys.size(); ++i) {
     std::vector<std::uint32_t> expected = defaults();
     expected[i] = 17;
-    EXPECT_EQ(read(std::string(keys[i]) + "=17"), expected) << keys[i];
+    EXPECT_EQ(settings_of(std::string(keys[i]) + "=17"), expected) << keys[i];
   }
 }
 
@@ -64,7 +64,7 @@ TEST(Scenario, TakesAllKeysAtOnce) {
     text += std::string(keys[i]) + "=" + std::to_string(100 + i) + ",";
     expected.push_back(static_cast<std::uint32_t>(100 + i));
   }
-  EXPECT_EQ(read(text), expected);
+  EXPECT_EQ(settings_of(text), expected);
 }
 
 TEST(Scenario, HaltsAfterThreeSeconds) {
@@ -74,13 +74,13 @@ TEST(Scenario, HaltsAfterThreeSeconds) {
 }
 
 TEST(Scenario, TakesTheLaterOfTwoValues) {
-  EXPECT_EQ(read("cancel_every=5,cancel_every=0"), defaults());
+  EXPECT_EQ(settings_of("cancel_every=5,cancel_every=0"), defaults());
   EXPECT_EQ(read_scenario("cancel_every=3,cancel_every=4").periods.cancel_every, 4U);
 }
 
 TEST(Scenario, SkipsPiecesWithoutAnEqualsSign) {
-  EXPECT_EQ(read("close"), defaults());
-  EXPECT_EQ(read(",,close,,"), defaults());
+  EXPECT_EQ(settings_of("close"), defaults());
+  EXPECT_EQ(settings_of(",,close,,"), defaults());
   EXPECT_EQ(read_scenario("close,late_every=2,x").periods.late_every, 2U);
 }
 

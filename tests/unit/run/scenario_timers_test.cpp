@@ -4,10 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "run/timers.h"
+#include "run/loop.h"
 #include "tests/unit/common/console.h"
 #include "tests/unit/run/run_fixture.h"
-#include "trades/halt.h"
 #include "trades/session.h"
 
 namespace vorbeld {
@@ -122,7 +121,7 @@ TEST(ScheduledIdle, PausesTheGeneratorWhenItsTimeHasCome) {
   EXPECT_EQ(bench.run.flow.idle_until_ms, 0U);
   EXPECT_EQ(console_of([&] { fire_idle(bench.run, start_ms + 5'000); }), "bench: idle for 3000 ms (heartbeats only)\n");
   EXPECT_EQ(bench.run.flow.idle_until_ms, start_ms + 8'000);
-  EXPECT_EQ(bench.run.publisher.messages, 0U);
+  EXPECT_EQ(last_sequence(bench.run.publisher), 0U);
   EXPECT_EQ(bench.run.generator.chance.engine, chance_after(0));
 }
 
@@ -138,7 +137,7 @@ TEST(ScheduledIdle, NeverHappensAtZero) {
   RunBench bench;
   bench.run.scenario.idle_drop = 5;
   EXPECT_EQ(console_of([&] { fire_idle(bench.run, start_ms + 1'000'000'000); }), "");
-  EXPECT_EQ(bench.run.publisher.messages, 0U);
+  EXPECT_EQ(last_sequence(bench.run.publisher), 0U);
 }
 
 TEST(ScheduledIdle, LosesThePrintsJustBeforeIt) {
@@ -203,13 +202,13 @@ TEST(ScheduledIdle, LeavesDropsOverWhereBondsAreHalted) {
 
 TEST(ScheduledIdle, LeavesDropsOverWhereTheSessionIsClosed) {
   RunBench bench;
-  bench.run.engine.session_closed = true;
+  bench.run.engine.publisher.closed = true;
   bench.run.scenario.idle_after_s = 1;
   bench.run.scenario.idle_drop = 3;
   console_of([&] { fire_idle(bench.run, start_ms + 1'000); });
   EXPECT_EQ(bench.run.publisher.faults.armed_drops, 3U);
   EXPECT_EQ(bench.run.generator.generated, 3U);
-  EXPECT_EQ(bench.run.publisher.messages, 0U);
+  EXPECT_EQ(last_sequence(bench.run.publisher), 0U);
 }
 
 TEST(ScheduledIdle, IsStoppedNeitherByPauseNorByRateZero) {
@@ -225,13 +224,13 @@ TEST(ScheduledIdle, IsStoppedNeitherByPauseNorByRateZero) {
 TEST(ScheduledClose, ClosesTheSessionAndDropsWhatIsPending) {
   RunBench bench;
   bench.run.scenario.close_after_s = 3;
-  bench.run.pending = {{1, 'C', 1}};
+  bench.run.pending = {{1, Amendment::cancel, 1}};
   fire_close(bench.run, start_ms + 2'999);
-  EXPECT_FALSE(bench.run.engine.session_closed);
+  EXPECT_FALSE(session_closed(bench.run.engine));
   EXPECT_EQ(bench.run.pending.size(), 1U);
   EXPECT_EQ(console_of([&] { fire_close(bench.run, start_ms + 3'000); }),
             "[vorbeld] session closed: 0 daily summaries, end of session on the wire\n");
-  EXPECT_TRUE(bench.run.engine.session_closed);
+  EXPECT_TRUE(session_closed(bench.run.engine));
   EXPECT_TRUE(bench.run.pending.empty());
   EXPECT_EQ(sent_kinds(bench), (Kinds{"CC", "CX", "CJ", "CZ"}));
   EXPECT_EQ(bench.run.publisher.last_send_ms, 0);  // so that the end of the session is told in this pass
@@ -241,7 +240,7 @@ TEST(ScheduledClose, HappensOnce) {
   RunBench bench;
   bench.run.scenario.close_after_s = 3;
   console_of([&] { fire_close(bench.run, start_ms + 3'000); });
-  bench.run.pending = {{1, 'C', 1}};
+  bench.run.pending = {{1, Amendment::cancel, 1}};
   EXPECT_EQ(console_of([&] { fire_close(bench.run, start_ms + 4'000); }), "");
   EXPECT_EQ(bench.run.pending.size(), 1U);
 }
@@ -251,13 +250,13 @@ TEST(ScheduledClose, DoesNotHappenToASessionThatIsClosed) {
   bench.run.scenario.close_after_s = 3;
   console_of([&] { close_session(bench.run.engine); });
   EXPECT_EQ(console_of([&] { fire_close(bench.run, start_ms + 3'000); }), "");
-  EXPECT_EQ(bench.run.publisher.messages, 4U);
+  EXPECT_EQ(last_sequence(bench.run.publisher), 4U);
 }
 
 TEST(ScheduledClose, NeverHappensAtZero) {
   RunBench bench;
   fire_close(bench.run, start_ms + 1'000'000'000);
-  EXPECT_FALSE(bench.run.engine.session_closed);
+  EXPECT_FALSE(session_closed(bench.run.engine));
 }
 
 TEST(ScheduledEvents, TakeTheLongestTime) {

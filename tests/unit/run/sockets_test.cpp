@@ -1,5 +1,5 @@
 // The service sockets: how each is opened, and what is printed when its port is taken.
-#include "run/sockets.h"
+#include "run/start.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>

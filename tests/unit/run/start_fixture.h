@@ -18,13 +18,14 @@ namespace vorbeld {
 struct StartBench {
   ScratchFolder folder;
   UdpSocket receiver = open_udp();
+  BenchOptions options;
   RunState run;
 
   StartBench() {
-    run.options.group = "127.0.0.1";
-    run.options.feed_port = receiver.port;
-    run.options.report_port = 0;
-    run.options.retransmission_port = 0;
+    options.group = "127.0.0.1";
+    options.feed_port = receiver.port;
+    options.report_port = 0;
+    options.retransmission_port = 0;
   }
   StartBench(const StartBench&) = delete;
   StartBench& operator=(const StartBench&) = delete;
@@ -32,7 +33,7 @@ struct StartBench {
   StartBench& operator=(StartBench&&) = delete;
   ~StartBench() {
     for (const int descriptor :
-         {run.publisher.feed_socket, run.publisher.retransmission_socket, run.intake.listener, run.control.socket}) {
+         {run.publisher.feed_socket, run.retransmissions.socket, run.intake.listener, run.control.socket}) {
       if (descriptor >= 0) close(descriptor);
     }
   }
@@ -41,7 +42,7 @@ struct StartBench {
 // Starts the run, which must succeed, and returns what it prints.
 inline std::string start(StartBench& bench) {
   bool started = false;
-  std::string console = console_of([&] { started = start_run(bench.run); });
+  std::string console = console_of([&] { started = start_run(bench.run, bench.options); });
   if (!started) throw std::runtime_error("not started: " + console);
   return console;
 }
@@ -49,7 +50,7 @@ inline std::string start(StartBench& bench) {
 // Tries to start the run, which must fail, and returns what it prints.
 inline std::string fail_to_start(StartBench& bench) {
   bool started = true;
-  std::string console = console_of([&] { started = start_run(bench.run); });
+  std::string console = console_of([&] { started = start_run(bench.run, bench.options); });
   if (started) throw std::runtime_error("started");
   return console;
 }

@@ -12,8 +12,7 @@
 #include <vector>
 
 #include "common/clocks.h"
-#include "run/bond_list.h"
-#include "run/sockets.h"
+#include "run/configuration.h"
 #include "tests/unit/run/ports.h"
 #include "tests/unit/run/start_fixture.h"
 
@@ -24,7 +23,7 @@ using namespace std::string_view_literals;
 
 TEST(Start, AnnouncesTheDayOnTheFeed) {
   StartBench bench;
-  bench.run.options.session = "a session of mine";
+  bench.options.session = "a session of mine";
   start(bench);
   const auto packets = received_datagrams(bench.receiver);
   ASSERT_EQ(packets.size(), 2U);
@@ -34,13 +33,13 @@ TEST(Start, AnnouncesTheDayOnTheFeed) {
   EXPECT_EQ(packets[1].substr(0, 32),
             "a session \0\0\0\0\0\0\0\x02\0\x01\0\x18"
             "CO       O"sv);
-  EXPECT_EQ(bench.run.publisher.next_sequence, 3U);
+  EXPECT_EQ(last_sequence(bench.run.publisher), 2U);
 }
 
 TEST(Start, PrintsTheBannerBeforeTheFirstMessages) {
   StartBench bench;
-  bench.run.options.rate_ms = 250;
-  bench.run.options.scenario = "halt_ms=1";
+  bench.options.rate_ms = 250;
+  bench.options.scenario = "halt_ms=1";
   EXPECT_EQ(start(bench),
             "[vorbeld] BTDS 2.1 / MoldUDP64 127.0.0.1:" + std::to_string(bench.receiver.port) +
                 " (iface 127.0.0.1) session BTDS000001 · retransmission udp :0 · reports tcp :0 · 4 bonds · flow every "
@@ -51,18 +50,17 @@ TEST(Start, PrintsTheBannerBeforeTheFirstMessages) {
 
 TEST(Start, PrintsTheBannerAloneWhenQuiet) {
   StartBench bench;
-  bench.run.options.quiet = true;
+  bench.options.quiet = true;
   const std::string console = start(bench);
   EXPECT_TRUE(console.starts_with("[vorbeld] BTDS 2.1"));
   EXPECT_EQ(console.find('\n'), console.size() - 1);
   EXPECT_TRUE(bench.run.engine.quiet);
-  EXPECT_TRUE(bench.run.publisher.quiet);
 }
 
 TEST(Start, OpensNoServiceAtPortZero) {
   StartBench bench;
   start(bench);
-  EXPECT_EQ(bench.run.publisher.retransmission_socket, -1);
+  EXPECT_EQ(bench.run.retransmissions.socket, -1);
   EXPECT_EQ(bench.run.intake.listener, -1);
   EXPECT_EQ(bench.run.control.socket, -1);
 }
@@ -72,12 +70,12 @@ TEST(Start, OpensTheServicesAtTheirPorts) {
   const ClaimedPort reports = claim_port();
   const ClaimedPort retransmissions = claim_port();
   const ClaimedPort control = claim_port();
-  bench.run.options.report_port = reports.number;
-  bench.run.options.retransmission_port = retransmissions.number;
-  bench.run.options.control_port = control.number;
+  bench.options.report_port = reports.number;
+  bench.options.retransmission_port = retransmissions.number;
+  bench.options.control_port = control.number;
   const std::string console = start(bench);
   EXPECT_EQ(port_of(bench.run.intake.listener), reports.number);
-  EXPECT_EQ(port_of(bench.run.publisher.retransmission_socket), retransmissions.number);
+  EXPECT_EQ(port_of(bench.run.retransmissions.socket), retransmissions.number);
   EXPECT_EQ(port_of(bench.run.control.socket), control.number);
   EXPECT_NE(console.find("\nbench: control on 127.0.0.1:" + std::to_string(control.number) + " (pause | "),
             std::string::npos);
@@ -85,10 +83,10 @@ TEST(Start, OpensTheServicesAtTheirPorts) {
 
 TEST(Start, HandsTheFaultSettingsOn) {
   StartBench bench;
-  bench.run.options.drop_every = 11;
-  bench.run.options.duplicate_every = 12;
-  bench.run.options.reorder_every = 13;
-  bench.run.options.drop_burst = "100:3";
+  bench.options.drop_every = 11;
+  bench.options.duplicate_every = 12;
+  bench.options.reorder_every = 13;
+  bench.options.drop_burst = "100:3";
   start(bench);
   const FaultSettings& faults = bench.run.publisher.faults;
   EXPECT_EQ(faults.drop_every, 11U);
@@ -101,7 +99,7 @@ TEST(Start, HandsTheFaultSettingsOn) {
 
 TEST(Start, HandsTheScenarioOn) {
   StartBench bench;
-  bench.run.options.scenario = "cancel_every=5,ats_every=6,close_after_s=7";
+  bench.options.scenario = "cancel_every=5,ats_every=6,close_after_s=7";
   start(bench);
   EXPECT_EQ(bench.run.generator.periods.cancel_every, 5U);
   EXPECT_EQ(bench.run.generator.periods.ats_every, 6U);
@@ -111,7 +109,7 @@ TEST(Start, HandsTheScenarioOn) {
 
 TEST(Start, GradesListedBondsHighYield) {
   StartBench bench;
-  bench.run.options.high_yield = "594918BY9,NEW";
+  bench.options.high_yield = "594918BY9,NEW";
   start(bench);
   EXPECT_TRUE(bench.run.engine.universe.bonds.at(1).high_yield);
   EXPECT_FALSE(bench.run.engine.universe.bonds.at(0).high_yield);
@@ -120,20 +118,20 @@ TEST(Start, GradesListedBondsHighYield) {
 
 TEST(Start, GoesOnWithAnEmptyUniverse) {
   StartBench bench;
-  bench.run.options.bonds = ",,,";
+  bench.options.bonds = ",,,";
   EXPECT_NE(start(bench).find(" · 0 bonds · "), std::string::npos);
 }
 
 TEST(Start, SeedsTheGenerator) {
   StartBench bench;
-  bench.run.options.seed = 4'294'967'295;
+  bench.options.seed = 4'294'967'295;
   start(bench);
   EXPECT_EQ(bench.run.generator.chance.engine, std::mt19937_64(4'294'967'295U));
 }
 
 TEST(Start, SetsTheClocks) {
   StartBench bench;
-  bench.run.options.rate_ms = 100'000;
+  bench.options.rate_ms = 100'000;
   const std::uint64_t before = monotonic_ms();
   start(bench);
   const std::uint64_t after = monotonic_ms();
@@ -161,8 +159,8 @@ TEST(Start, CatchesTheStopSignals) {
 
 TEST(Start, AppendsToTheFiles) {
   StartBench bench;
-  bench.run.options.truth_path = bench.folder.path / "truth";
-  bench.run.options.tape_path = bench.folder.path / "tape";
+  bench.options.truth_path = bench.folder.path / "truth";
+  bench.options.tape_path = bench.folder.path / "tape";
   write_file(bench.folder.path / "truth", "{\"of\":\"an earlier run\"}\n");
   start(bench);
   EXPECT_EQ(file_text(bench.folder.path / "truth"),
@@ -174,9 +172,9 @@ TEST(Start, AppendsToTheFiles) {
 
 TEST(Start, GoesOnSilentlyWithoutFilesThatCannotBeOpened) {
   StartBench bench;
-  bench.run.options.quiet = true;
-  bench.run.options.truth_path = bench.folder.path / "absent" / "truth";
-  bench.run.options.tape_path = bench.folder.path;
+  bench.options.quiet = true;
+  bench.options.truth_path = bench.folder.path / "absent" / "truth";
+  bench.options.tape_path = bench.folder.path;
   const std::string console = start(bench);
   EXPECT_EQ(console.find('\n'), console.size() - 1);
   EXPECT_FALSE(takes_lines(bench.run.engine.truth));
@@ -185,12 +183,12 @@ TEST(Start, GoesOnSilentlyWithoutFilesThatCannotBeOpened) {
 
 TEST(Start, OpensEitherFileWithoutTheOther) {
   StartBench truth_only;
-  truth_only.run.options.truth_path = truth_only.folder.path / "truth";
+  truth_only.options.truth_path = truth_only.folder.path / "truth";
   start(truth_only);
   EXPECT_TRUE(takes_lines(truth_only.run.engine.truth));
   EXPECT_FALSE(takes_lines(truth_only.run.engine.tape));
   StartBench tape_only;
-  tape_only.run.options.tape_path = tape_only.folder.path / "tape";
+  tape_only.options.tape_path = tape_only.folder.path / "tape";
   start(tape_only);
   EXPECT_FALSE(takes_lines(tape_only.run.engine.truth));
   EXPECT_TRUE(takes_lines(tape_only.run.engine.tape));
@@ -199,9 +197,9 @@ TEST(Start, OpensEitherFileWithoutTheOther) {
 TEST(Start, FailsWithoutItsRetransmissionPort) {
   StartBench bench;
   const UdpSocket holder = open_udp();
-  bench.run.options.retransmission_port = holder.port;
-  bench.run.options.drop_burst = "not read any more";
-  bench.run.options.truth_path = bench.folder.path / "truth";
+  bench.options.retransmission_port = holder.port;
+  bench.options.drop_burst = "not read any more";
+  bench.options.truth_path = bench.folder.path / "truth";
   EXPECT_EQ(fail_to_start(bench), "vorbeld: retransmission port: Address already in use\n");
   EXPECT_FALSE(std::filesystem::exists(bench.folder.path / "truth"));
   EXPECT_TRUE(received_datagrams(bench.receiver).empty());
@@ -211,8 +209,8 @@ TEST(Start, FailsWithoutItsReportPort) {
   StartBench bench;
   const ClaimedPort port = claim_port();
   const Descriptor holder(open_report_listener(port.number));
-  bench.run.options.report_port = port.number;
-  bench.run.options.truth_path = bench.folder.path / "truth";
+  bench.options.report_port = port.number;
+  bench.options.truth_path = bench.folder.path / "truth";
   EXPECT_EQ(fail_to_start(bench), "vorbeld: listen: Address already in use\n");
   EXPECT_TRUE(std::filesystem::exists(bench.folder.path / "truth"));
   EXPECT_EQ(bench.run.engine.universe.bonds.size(), 4U);
@@ -222,8 +220,8 @@ TEST(Start, FailsWithoutItsReportPort) {
 TEST(Start, GoesOnWithoutItsControlPort) {
   StartBench bench;
   const UdpSocket holder = open_udp();
-  bench.run.options.quiet = true;
-  bench.run.options.control_port = holder.port;
+  bench.options.quiet = true;
+  bench.options.control_port = holder.port;
   const std::string console = start(bench);
   EXPECT_TRUE(console.starts_with("vorbeld: control port: Address already in use\n[vorbeld] BTDS 2.1")) << console;
   EXPECT_EQ(console.find("bench: control"), std::string::npos);
@@ -233,29 +231,29 @@ TEST(Start, GoesOnWithoutItsControlPort) {
 
 TEST(Start, ReadsTheScenarioBeforeItOpensAnything) {
   StartBench bench;
-  bench.run.options.scenario = "foo=";
-  EXPECT_THROW(start_run(bench.run), std::invalid_argument);
+  bench.options.scenario = "foo=";
+  EXPECT_THROW(start_run(bench.run, bench.options), std::invalid_argument);
   EXPECT_EQ(bench.run.publisher.feed_socket, -1);
 }
 
 TEST(Start, ReadsTheDropBurstBehindTheRetransmissionSocket) {
   StartBench bench;
   const ClaimedPort port = claim_port();
-  bench.run.options.retransmission_port = port.number;
-  bench.run.options.drop_burst = "x";
-  bench.run.options.truth_path = bench.folder.path / "truth";
-  EXPECT_THROW(start_run(bench.run), std::invalid_argument);
-  EXPECT_GE(bench.run.publisher.retransmission_socket, 0);
+  bench.options.retransmission_port = port.number;
+  bench.options.drop_burst = "x";
+  bench.options.truth_path = bench.folder.path / "truth";
+  EXPECT_THROW(start_run(bench.run, bench.options), std::invalid_argument);
+  EXPECT_GE(bench.run.retransmissions.socket, 0);
   EXPECT_FALSE(std::filesystem::exists(bench.folder.path / "truth"));
 }
 
 TEST(Start, ReadsTheBondsBetweenTheFilesAndTheReportPort) {
   StartBench bench;
   const ClaimedPort port = claim_port();
-  bench.run.options.report_port = port.number;
-  bench.run.options.bonds = "A:d:s:IG:x98";
-  bench.run.options.truth_path = bench.folder.path / "truth";
-  EXPECT_THROW(start_run(bench.run), std::invalid_argument);
+  bench.options.report_port = port.number;
+  bench.options.bonds = "A:d:s:IG:x98";
+  bench.options.truth_path = bench.folder.path / "truth";
+  EXPECT_THROW(start_run(bench.run, bench.options), std::invalid_argument);
   EXPECT_TRUE(std::filesystem::exists(bench.folder.path / "truth"));
   EXPECT_EQ(bench.run.intake.listener, -1);
 }

@@ -8,8 +8,6 @@
 
 #include "common/clocks.h"
 #include "run/loop.h"
-#include "run/stop_signal.h"
-#include "run/timers.h"
 #include "tests/unit/common/console.h"
 #include "tests/unit/run/run_fixture.h"
 
@@ -103,7 +101,7 @@ TEST(Drain, ServesAllButTheFlow) {
     bench.run.flow.rate_ms = 1;  // a trade is due in every pass
     bench.run.intake.cancel_every = 0;
     send_trade(bench);
-    bench.run.pending = {{0, 'C', 1}};
+    bench.run.pending = {{0, Amendment::cancel, 1}};
     bench.run.publisher.last_send_ms = 0;
     catch_stop_signals();
     raise(SIGTERM);

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "services/commands.h"
+#include "services/control_port.h"
 #include "tests/unit/common/console.h"
 #include "tests/unit/services/service_fixture.h"
 #include "trades/session.h"
@@ -138,7 +138,7 @@ TEST(CorrectCommand, AnswersZeroWithoutTrades) {
   ServiceBench bench;
   EXPECT_EQ(reply_to(bench, "correct"), "corrected 0");
   EXPECT_EQ(reply_to(bench, "correct 4294967295"), "corrected 0");
-  EXPECT_EQ(bench.feed.publisher.messages, 0U);
+  EXPECT_EQ(last_sequence(bench.feed.publisher), 0U);
 }
 
 TEST(HugeRepetitions, AreAnsweredAtOnceWhenNothingIsLeftToDo) {

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "common/clocks.h"
-#include "services/commands.h"
+#include "services/control_port.h"
 #include "tests/unit/services/service_fixture.h"
 
 namespace vorbeld {

@@ -1,5 +1,5 @@
 // The commands by themselves: which text is which command, and what flow, market and truth file see of it.
-#include "services/commands.h"
+#include "services/control_port.h"
 
 #include <gtest/gtest.h>
 
@@ -23,13 +23,13 @@ TEST(Commands, AreMatchedExactly) {
     EXPECT_EQ(reply_to(bench, line), "unknown command") << line;
   }
   EXPECT_FALSE(bench.flow.paused);
-  EXPECT_EQ(bench.feed.publisher.messages, 0U);
+  EXPECT_EQ(last_sequence(bench.feed.publisher), 0U);
 }
 
 TEST(Commands, AreEchoedAllButStats) {
   ServiceBench bench;
   const auto echoed = [&](std::string_view line) {
-    return run_command(line, {bench.engine, bench.flow, bench.pending}).echoed;
+    return run_command(line, {bench.engine, bench.flow, bench.pending, bench.retransmissions}).echoed;
   };
   for (const std::string_view line : {"pause", "drop 0", "cancel", "halt x", "stop", "no command", ""}) {
     EXPECT_TRUE(echoed(line)) << line;
@@ -108,7 +108,7 @@ TEST(HaltCommand, KnowsOnlyCusipsOfTheUniverse) {
                                       "halt AAPL", "resume_halt", "resume_halt 037833DT", "resume_halt  037833DT4"}) {
     EXPECT_EQ(reply_to(bench, line), "unknown cusip") << line;
   }
-  EXPECT_EQ(bench.feed.publisher.messages, 0U);
+  EXPECT_EQ(last_sequence(bench.feed.publisher), 0U);
   EXPECT_EQ(bench.engine.counters.halts, 0U);
 }
 
@@ -117,7 +117,7 @@ TEST(HaltCommand, IsNotRefusedForAHaltedBond) {
   reply_to(bench, "halt 037833DT4");
   EXPECT_EQ(reply_to(bench, "halt 037833DT4"), "ok");
   EXPECT_EQ(bench.engine.counters.halts, 2U);
-  EXPECT_EQ(bench.feed.publisher.messages, 2U);
+  EXPECT_EQ(last_sequence(bench.feed.publisher), 2U);
 }
 
 TEST(ResumeHaltCommand, LiftsAHalt) {
@@ -140,22 +140,21 @@ TEST(ResumeHaltCommand, TakesItsWholeArgumentForTheCusip) {
 
 TEST(CloseCommand, ClosesTheSessionAndDropsWhatIsPending) {
   ServiceBench bench;
-  bench.pending = {{1, 'C', 1}, {2, 'O', 1}};
+  bench.pending = {{1, Amendment::cancel, 1}, {2, Amendment::correction, 1}};
   EXPECT_EQ(console_of([&] { EXPECT_EQ(reply_to(bench, "close"), "ok"); }),
             "[vorbeld] session closed: 0 daily summaries, end of session on the wire\n");
-  EXPECT_TRUE(bench.engine.session_closed);
-  EXPECT_TRUE(bench.feed.publisher.closed);
+  EXPECT_TRUE(session_closed(bench.engine));
   EXPECT_TRUE(bench.pending.empty());
-  EXPECT_EQ(bench.feed.publisher.messages, 4U);
+  EXPECT_EQ(last_sequence(bench.feed.publisher), 4U);
 }
 
 TEST(CloseCommand, OnlyDropsWhatIsPendingTheSecondTime) {
   ServiceBench bench;
   console_of([&] { reply_to(bench, "close"); });
-  bench.pending = {{1, 'C', 1}};
+  bench.pending = {{1, Amendment::cancel, 1}};
   EXPECT_EQ(console_of([&] { EXPECT_EQ(reply_to(bench, "close"), "ok"); }), "");
   EXPECT_TRUE(bench.pending.empty());
-  EXPECT_EQ(bench.feed.publisher.messages, 4U);
+  EXPECT_EQ(last_sequence(bench.feed.publisher), 4U);
 }
 
 TEST(MarkCommand, WritesALabelUnderTheLastSequenceNumber) {
@@ -206,10 +205,9 @@ TEST(MarkCommand, IsPrintedWhenTheTruthFileHasFailed) {
 TEST(StatsCommand, ListsTheCountersInTheirOrder) {
   ServiceBench bench;
   MoldPublisher& publisher = bench.feed.publisher;
-  publisher.next_sequence = 13;
-  publisher.messages = 12;
+  publisher.store.appended = 12;
   publisher.packets = 9;
-  publisher.retransmission_requests = 2;
+  bench.retransmissions.requests = 2;
   bench.engine.counters.reports = 10;
   bench.engine.counters.cancels = 1;
   bench.engine.counters.corrections = 1;
@@ -221,10 +219,9 @@ TEST(StatsCommand, ListsTheCountersInTheirOrder) {
 TEST(StatsCommand, TellsEachCounterFromTheOthers) {
   ServiceBench bench;
   MoldPublisher& publisher = bench.feed.publisher;
-  publisher.next_sequence = 18'446'744'073'709'551'615U;
-  publisher.messages = 1;
+  publisher.store.appended = 18'446'744'073'709'551'614U;
   publisher.packets = 1000;
-  publisher.retransmission_requests = 3;
+  bench.retransmissions.requests = 3;
   publisher.fault_counters = {.dropped = 4, .duplicated = 5, .reordered = 6};
   RunCounters& counters = bench.engine.counters;
   counters.reports = 7;
@@ -233,7 +230,8 @@ TEST(StatsCommand, TellsEachCounterFromTheOthers) {
   counters.corrections = 10;
   counters.halts = 11;
   EXPECT_EQ(reply_to(bench, "stats"),
-            "seq 18446744073709551614 messages 1 packets 1000 reports 7 capped 8 cancels 9 corrections 10 halts 11 "
+            "seq 18446744073709551614 messages 18446744073709551614 packets 1000 reports 7 capped 8 cancels 9 "
+            "corrections 10 halts 11 "
             "retrans 3 vorbeld faults: sent 996 dropped 4 duplicated 5 reordered 6");
 }
 

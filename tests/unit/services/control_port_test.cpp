@@ -30,7 +30,8 @@ void send_command(const ControlBench& bench, std::string_view datagram) {
 std::string serve_pass(ControlBench& bench) {
   ServiceBench& services = bench.services;
   return console_of([&] {
-    serve_commands({bench.service.descriptor.value}, {services.engine, services.flow, services.pending});
+    serve_commands({bench.service.descriptor.value},
+                   {services.engine, services.flow, services.pending, services.retransmissions});
   });
 }
 
@@ -125,7 +126,7 @@ TEST(ControlPort, TrimsWhatIsLeftOfALongCommand) {
 TEST(ControlPort, MarksWithTheMarkLineAndTheEcho) {
   ControlBench bench;
   open_truth(bench.services);
-  bench.services.feed.publisher.next_sequence = 42;
+  bench.services.feed.publisher.store.appended = 41;
   send_command(bench, "mark before fault \n");
   EXPECT_EQ(serve_pass(bench),
             "bench: mark before fault at seq 41\n"
@@ -189,7 +190,7 @@ TEST(ControlPort, GoesOnAfterTheClose) {
   EXPECT_EQ(replies_to(bench, "close"), Replies{"ok\n"});
   EXPECT_EQ(replies_to(bench, "halt 037833DT4"), Replies{"ok\n"});
   EXPECT_EQ(replies_to(bench, "close"), Replies{"ok\n"});
-  EXPECT_EQ(bench.services.feed.publisher.messages, 5U);  // C, X, J and Z, and the halt
+  EXPECT_EQ(last_sequence(bench.services.feed.publisher), 5U);  // C, X, J and Z, and the halt
 }
 
 TEST(ControlPort, TakesBytesOfEveryKind) {

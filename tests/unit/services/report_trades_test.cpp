@@ -170,7 +170,7 @@ TEST(CancelEvery, SchedulesTheCancelOfEachSoManyethReport) {
   EXPECT_EQ(pending[0].trade_id, 2U);
   EXPECT_EQ(pending[1].trade_id, 4U);
   for (const PendingAmendment& amendment : pending) {
-    EXPECT_EQ(amendment.kind, 'C');
+    EXPECT_EQ(amendment.kind, Amendment::cancel);
     EXPECT_GE(amendment.due_ms, before + 3000);
     EXPECT_LE(amendment.due_ms, after + 3000);
   }

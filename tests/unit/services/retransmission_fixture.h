@@ -16,11 +16,9 @@ struct RetransmissionBench {
   UdpSocket service = open_service_socket();
   UdpSocket client = open_udp();
   RetransmissionServer server;
+  bool quiet = true;
 
-  RetransmissionBench() {
-    feed.publisher.retransmission_socket = service.descriptor.value;
-    feed.publisher.quiet = true;
-  }
+  RetransmissionBench() { server.socket = service.descriptor.value; }
 };
 
 // `value` in its low `width` bytes, the highest first.
@@ -49,7 +47,7 @@ inline void send_request(const RetransmissionBench& bench, std::string_view data
 
 // One pass of the server.
 inline void serve_pass(RetransmissionBench& bench) {
-  serve_retransmissions(bench.server, bench.feed.publisher);
+  serve_retransmissions(bench.server, bench.feed.publisher.store, bench.quiet);
 }
 
 // The packets that one request is answered with.

@@ -11,13 +11,13 @@
 #include <vector>
 
 #include "feed/publisher.h"
-#include "services/commands.h"
+#include "services/control_port.h"
 #include "tests/unit/common/loopback.h"
 #include "tests/unit/common/scratch.h"
 #include "tests/unit/feed/feed_fixture.h"
 #include "trades/amendment.h"
 #include "trades/engine.h"
-#include "trades/flow.h"
+#include "trades/generator.h"
 #include "trades/trade.h"
 
 namespace vorbeld {
@@ -31,10 +31,10 @@ struct ServiceBench {
   Engine engine{feed.publisher};
   Flow flow;
   PendingAmendments pending;
+  RetransmissionServer retransmissions;
 
   ServiceBench() {
     engine.quiet = true;
-    feed.publisher.quiet = true;
     Bond first;
     first.cusip = first_cusip;
     first.symbol = "AAPL 3.85 43";
@@ -65,7 +65,7 @@ inline const TradeRecord& record_of(ServiceBench& bench, std::uint64_t trade_id)
 
 // Carries out one command line and returns its reply.
 inline std::string reply_to(ServiceBench& bench, std::string_view line) {
-  return run_command(line, {bench.engine, bench.flow, bench.pending}).reply;
+  return run_command(line, {bench.engine, bench.flow, bench.pending, bench.retransmissions}).reply;
 }
 
 // Opens the truth file and the tape, in the bench's folder.

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "btds/price_change.h"
-#include "trades/bond.h"
+#include "trades/bonds.h"
 
 namespace vorbeld {
 

@@ -138,7 +138,7 @@ void expect_same_books(History& history) {
   for (std::size_t i = 0; i < bonds.size(); ++i)
     EXPECT_TRUE(same_book(bonds[i], history.model.books[i])) << "bond " << i;
   EXPECT_EQ(newest_trade(history.bench.engine.trades), history.model.trades.size());
-  EXPECT_EQ(latest_amendable(history.bench.engine), walk_to_amendable(history.model));
+  EXPECT_EQ(latest_amendable(history.bench.engine.trades), walk_to_amendable(history.model));
 }
 
 void live_through(std::uint32_t seed, const Mix& mix) {

@@ -168,10 +168,10 @@ TEST(Cancel, IsSilentWhenQuiet) {
 // A refused cancel returns false and leaves no trace.
 void expect_refused(EngineBench& bench, std::uint64_t trade_id) {
   bench.engine.quiet = false;
-  const std::uint64_t messages = bench.feed.publisher.messages;
+  const std::uint64_t messages = last_sequence(bench.feed.publisher);
   const std::uint64_t cancels = bench.engine.counters.cancels;
   EXPECT_EQ(console_of([&] { EXPECT_FALSE(cancel_trade(bench.engine, trade_id)); }), "");
-  EXPECT_EQ(bench.feed.publisher.messages, messages);
+  EXPECT_EQ(last_sequence(bench.feed.publisher), messages);
   EXPECT_EQ(bench.engine.counters.cancels, cancels);
 }
 
@@ -202,7 +202,7 @@ TEST(CancelRefusal, OfACorrectedTrade) {
 TEST(CancelRefusal, InAClosedSession) {
   EngineBench bench;
   trade_at(bench, {100});
-  bench.engine.session_closed = true;
+  bench.engine.publisher.closed = true;
   expect_refused(bench, 1);
   EXPECT_FALSE(record_of(bench, 1).cancelled);
   EXPECT_EQ(apple_of(bench).prints, 1U);

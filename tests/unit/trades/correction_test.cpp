@@ -226,13 +226,13 @@ TEST(Correction, IsSilentWhenQuiet) {
 }
 
 // A refused correction returns false, takes no trade id and leaves no trace.
-void expect_refused(EngineBench& bench, std::uint64_t trade_id) {
+void expect_not_corrected(EngineBench& bench, std::uint64_t trade_id) {
   bench.engine.quiet = false;
-  const std::uint64_t messages = bench.feed.publisher.messages;
+  const std::uint64_t messages = last_sequence(bench.feed.publisher);
   const std::uint64_t corrections = bench.engine.counters.corrections;
   const std::uint64_t newest = newest_trade(bench.engine.trades);
   EXPECT_EQ(console_of([&] { EXPECT_FALSE(correct_trade(bench.engine, trade_id, 99, 1000)); }), "");
-  EXPECT_EQ(bench.feed.publisher.messages, messages);
+  EXPECT_EQ(last_sequence(bench.feed.publisher), messages);
   EXPECT_EQ(bench.engine.counters.corrections, corrections);
   EXPECT_EQ(newest_trade(bench.engine.trades), newest);
 }
@@ -240,30 +240,30 @@ void expect_refused(EngineBench& bench, std::uint64_t trade_id) {
 TEST(CorrectionRefusal, OfAnUnknownTrade) {
   EngineBench bench;
   trade_at(bench, {100});
-  expect_refused(bench, 0);
-  expect_refused(bench, 2);
+  expect_not_corrected(bench, 0);
+  expect_not_corrected(bench, 2);
 }
 
 TEST(CorrectionRefusal, OfACancelledTrade) {
   EngineBench bench;
   trade_at(bench, {100});
   cancel_trade(bench.engine, 1);
-  expect_refused(bench, 1);
+  expect_not_corrected(bench, 1);
 }
 
 TEST(CorrectionRefusal, OfATradeCorrectedBefore) {
   EngineBench bench;
   trade_at(bench, {100});
   change_of_correction(bench, 1, 99);
-  expect_refused(bench, 1);
+  expect_not_corrected(bench, 1);
   EXPECT_EQ(apple_of(bench).prices.last, 99);
 }
 
 TEST(CorrectionRefusal, InAClosedSession) {
   EngineBench bench;
   trade_at(bench, {100});
-  bench.engine.session_closed = true;
-  expect_refused(bench, 1);
+  bench.engine.publisher.closed = true;
+  expect_not_corrected(bench, 1);
   EXPECT_FALSE(record_of(bench, 1).cancelled);
 }
 

@@ -149,4 +149,8 @@ inline std::string last_tape(const EngineBench& bench) {
   return lines.empty() ? "" : lines.back();
 }
 
+inline bool contains(const std::string& line, const std::string& text) {
+  return line.find(text) != std::string::npos;
+}
+
 }  // namespace vorbeld

@@ -67,7 +67,7 @@ void expect_follow_up(const ReferenceTrade& expected, const Pair& pair, std::siz
   ASSERT_EQ(pair.pending.size(), pending_before + (expected.follow_up == '\0' ? 0 : 1));
   if (expected.follow_up == '\0') return;
   const PendingAmendment& amendment = pair.pending.back();
-  EXPECT_EQ(amendment.kind, expected.follow_up);
+  EXPECT_EQ(amendment.kind == Amendment::cancel ? 'C' : 'O', expected.follow_up);
   EXPECT_EQ(amendment.trade_id, trade_id);
   EXPECT_GE(amendment.due_ms, before_ms + expected.follow_up_in_ms);
   EXPECT_LE(amendment.due_ms, after_ms + expected.follow_up_in_ms);

@@ -138,7 +138,9 @@ TEST(Generator, SchedulesACancelOrACorrection) {
   bench.generator.periods = {.cancel_every = 4, .correct_every = 3};
   generate(bench, 12);
   std::string kinds;
-  for (const PendingAmendment& amendment : bench.pending) kinds += amendment.kind + std::to_string(amendment.trade_id);
+  for (const PendingAmendment& amendment : bench.pending) {
+    kinds += (amendment.kind == Amendment::cancel ? 'C' : 'O') + std::to_string(amendment.trade_id);
+  }
   EXPECT_EQ(kinds, "O3C4O6C8O9C12");  // the twelfth is both, and only cancelled
 }
 
@@ -160,11 +162,11 @@ TEST(Generator, SchedulesFollowUpsAfterOneAndAHalfToThreeSeconds) {
 TEST(Generator, CountsRefusedTradesAndSchedulesTheirFollowUp) {
   GeneratorBench bench;
   bench.generator.periods.cancel_every = 2;
-  bench.bench.engine.session_closed = true;
+  bench.bench.engine.publisher.closed = true;
   console_of([&] { generate(bench, 2); });
   EXPECT_EQ(bench.generator.generated, 2U);
   ASSERT_EQ(bench.pending.size(), 1U);
-  EXPECT_EQ(bench.pending.front().kind, 'C');
+  EXPECT_EQ(bench.pending.front().kind, Amendment::cancel);
   EXPECT_EQ(bench.pending.front().trade_id, 0U);
 }
 

@@ -233,7 +233,7 @@ TEST(ClosedSession, RefusesTradesAndSaysSoOnce) {
   EngineBench bench;
   open_truth(bench);
   open_tape(bench);
-  bench.engine.session_closed = true;
+  bench.engine.publisher.closed = true;
   EXPECT_EQ(console_of([&] {
               for (int i = 0; i < 3; ++i) EXPECT_EQ(disseminate_trade(bench.engine, plain_trade(96.25, "XYZ")), 0U);
             }),
@@ -244,6 +244,14 @@ TEST(ClosedSession, RefusesTradesAndSaysSoOnce) {
   EXPECT_EQ(bench.engine.universe.bonds.size(), 2U);
   EXPECT_EQ(truth_lines(bench).size() + tape_lines(bench).size(), 0U);
   EXPECT_EQ(sent_packets(bench.feed).size(), 0U);
+}
+
+TEST(FaultLines, ArePrintedByAQuietEngineToo) {
+  EngineBench bench;
+  ASSERT_TRUE(bench.engine.quiet);
+  bench.feed.publisher.faults.armed_drops = 1;
+  EXPECT_EQ(console_of([&] { disseminate_trade(bench.engine, plain_trade()); }),
+            "vorbeld fault: dropped seq 1 (packet 1, 1 message(s))\n");
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace vorbelctl {
 namespace {
 
@@ -45,6 +47,23 @@ TEST(EasternTime, IsNotReadFromWhatIsNoDateAndTime) {
   for (const auto* const digits : {"", "2024070112000", "202407011200000", "20240701 20000", "20240230120000",
                                    "20240701240000", "20240701126000", "20240701120060", "00000101000000"}) {
     EXPECT_EQ(utc_of_local(digits), Instants{}) << digits;
+  }
+}
+
+TEST(EasternTime, IsOneInstantExceptInTheNightsOfChange) {
+  EXPECT_TRUE(is_one_instant("20240701120000"));
+  EXPECT_TRUE(is_one_instant("20241103005959"));
+  EXPECT_FALSE(is_one_instant("20241103010000"));
+  EXPECT_FALSE(is_one_instant("20241103015959"));
+  EXPECT_TRUE(is_one_instant("20241103020000"));
+  EXPECT_FALSE(is_one_instant("20240310020000"));
+  EXPECT_FALSE(is_one_instant("no time"));
+}
+
+TEST(EasternTime, IsReadBackOverFourCenturies) {
+  for (std::int64_t utc_s = -5000000000; utc_s < 8000000000; utc_s += 86400 * 3 + 12347) {
+    const auto instants = utc_of_local(local_date_time(utc_s));
+    ASSERT_NE(std::find(instants.begin(), instants.end(), utc_s), instants.end()) << utc_s;
   }
 }
 

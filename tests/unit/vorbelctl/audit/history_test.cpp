@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
+#include <set>
 
 namespace vorbelctl {
 namespace {
@@ -11,25 +12,26 @@ namespace {
 constexpr std::int64_t begin_s = 1719849600;
 constexpr std::int64_t begin_ms = begin_s * 1000;
 
-Judged trade_at(std::int64_t sent_s, double price, const std::string& cusip = "345370CS9") {
-  Judged judged;
-  judged.recorded = true;
-  judged.record.kind = Kind::trade;
-  judged.record.terms.price = price;
-  judged.cusip = cusip;
-  judged.last_sale = true;
-  judged.sent_s = sent_s;
-  return judged;
+Reconciled message_at(std::int64_t sent_s, Kind kind, const std::string& cusip = "345370CS9") {
+  Reconciled message;
+  message.recorded = true;
+  message.kind = kind;
+  message.cusip = cusip;
+  message.sent_s = sent_s;
+  return message;
 }
 
-Judged halt_at(std::int64_t sent_s, char action) {
-  Judged judged;
-  judged.recorded = true;
-  judged.record.kind = Kind::halt;
-  judged.record.action = action;
-  judged.cusip = "345370CS9";
-  judged.sent_s = sent_s;
-  return judged;
+Reconciled trade_at(std::int64_t sent_s, double price, const std::string& cusip = "345370CS9") {
+  Reconciled message = message_at(sent_s, Kind::trade, cusip);
+  message.price = price;
+  message.last_sale = true;
+  return message;
+}
+
+Reconciled halt_at(std::int64_t sent_s, char action) {
+  Reconciled message = message_at(sent_s, Kind::halt);
+  message.action = action;
+  return message;
 }
 
 Event range_event(EventKind kind, std::uint64_t first, std::uint64_t last) {
@@ -175,6 +177,132 @@ TEST(History, DoesNotCallASlowFlowIdle) {
   History history;
   for (const int second : {0, 10, 20, 30}) note_message(history, trade_at(begin_s + second, 98), 0);
   EXPECT_TRUE(history.idles.empty());
+}
+
+TEST(History, TakesTheTapeBeforeTheArrivalForTheMoment) {
+  History history;
+  Reconciled message = trade_at(begin_s, 98);
+  message.taped_ms = static_cast<std::uint64_t>(begin_ms) + 250;
+  note_message(history, message, static_cast<std::uint64_t>(begin_ms) + 420);
+  EXPECT_EQ(history.message_ms, begin_ms + 250);
+}
+
+TEST(History, LeavesOutMessagesOfWhichNoTimeIsKnown) {
+  History history;
+  note_message(history, trade_at(0, 98), 0);
+  EXPECT_EQ(history.begin_ms, 0);
+  EXPECT_TRUE(history.timeline.slices.empty());
+}
+
+TEST(History, CountsAMessageWithoutARecordButDrawsNothingOfIt) {
+  History history;
+  Reconciled message = trade_at(begin_s, 98);
+  message.recorded = false;
+  note_message(history, message, 0);
+  EXPECT_EQ(history.timeline.slices.at(0).messages, 1U);
+  EXPECT_EQ(history.trades, 0U);
+  EXPECT_TRUE(history.bonds.empty());
+}
+
+TEST(History, MarksCancelsAndCorrectionsWithTheirPrices) {
+  History history;
+  Reconciled cancel = message_at(begin_s, Kind::cancel);
+  cancel.amended_price = 97;
+  note_message(history, cancel, 0);
+  Reconciled correction = message_at(begin_s, Kind::correction);
+  correction.amended_price = 97;
+  correction.price = 99;
+  correction.last_sale = true;
+  note_message(history, correction, 0);
+  const BondHistory& bond = history.bonds.at(0);
+  EXPECT_EQ(bond.cancels, 1U);
+  EXPECT_EQ(bond.corrections, 1U);
+  EXPECT_EQ(bond.prints, 1U);
+  EXPECT_EQ(bond.prices.slices.at(0).cancelled, 97);
+  EXPECT_EQ(bond.prices.slices.at(0).corrected, 99);
+  EXPECT_EQ(bond.prices.slices.at(0).last, 99);
+}
+
+TEST(History, DrawsNoPriceOfATradeThatIsNoLastSale) {
+  History history;
+  Reconciled trade = trade_at(begin_s, 98);
+  trade.last_sale = false;
+  note_message(history, trade, 0);
+  EXPECT_EQ(history.bonds.at(0).prints, 0U);
+  EXPECT_EQ(history.bonds.at(0).prices.slices.at(0).prints, 0U);
+}
+
+TEST(History, GoesOnByTheRecordsOfMessagesThatNeverCame) {
+  History history;
+  note_missing(history, trade_at(begin_s, 98));
+  EXPECT_EQ(history.trades, 1U);
+  EXPECT_EQ(history.bonds.at(0).prints, 1U);
+  EXPECT_TRUE(history.timeline.slices.empty()) << "no message came";
+  note_missing(history, halt_at(0, 'H'));
+  EXPECT_EQ(history.halts.at(0).begin_ms, begin_ms) << "it was about when the message before was";
+}
+
+TEST(History, KnowsWhenTheSessionWasClosed) {
+  History history;
+  Reconciled control = message_at(begin_s, Kind::control, "");
+  control.type = 'O';
+  note_message(history, control, 0);
+  EXPECT_EQ(history.close_ms, 0);
+  control.type = 'C';
+  control.sent_s = begin_s + 7;
+  note_message(history, control, 0);
+  EXPECT_EQ(history.close_ms, begin_ms + 7000);
+}
+
+TEST(History, KeepsTheLongestTimeThatAGapWasOpen) {
+  History history;
+  for (const std::uint64_t open_ms : {20U, 300U, 40U}) {
+    note_event(history, range_event(EventKind::gap, 5, 6), begin_ms);
+    Event closed = range_event(EventKind::gap_closed, 5, 6);
+    closed.open_ms = open_ms;
+    note_event(history, closed, begin_ms + static_cast<std::int64_t>(open_ms));
+  }
+  EXPECT_EQ(history.longest_open_ms, 300U);
+  EXPECT_EQ(history.faults.at(1).at_ms, begin_ms) << "a fault begins when its gap opens";
+}
+
+TEST(History, ListsFaultsOfPackets) {
+  History history;
+  note_event(history, range_event(EventKind::malformed_packet, 0, 0), begin_ms);
+  note_event(history, range_event(EventKind::foreign_session, 9, 0), begin_ms);
+  note_event(history, range_event(EventKind::behind, 4, 0), begin_ms);
+  ASSERT_EQ(history.faults.size(), 3U);
+  EXPECT_EQ(history.faults[0].kind, FaultKind::malformed_packet);
+  EXPECT_EQ(history.faults[1].kind, FaultKind::foreign_session);
+  EXPECT_EQ(history.faults[2].kind, FaultKind::behind);
+  EXPECT_EQ(history.faults[2].first, 4U);
+}
+
+TEST(History, PutsLossesIntoTheLaneOfTheirKind) {
+  History history;
+  note_message(history, trade_at(begin_s, 98), 0);
+  note_event(history, range_event(EventKind::gap, 2, 2), begin_ms);
+  take_message(history, Via::recovered);
+  note_event(history, range_event(EventKind::gap_closed, 2, 2), begin_ms);
+  note_event(history, range_event(EventKind::gap, 4, 4), begin_ms);
+  take_message(history, Via::late);
+  note_event(history, range_event(EventKind::gap_closed, 4, 4), begin_ms);
+  note_event(history, range_event(EventKind::duplicate, 4, 4), begin_ms);
+  const TimelineSlice& slice = history.timeline.slices.at(0);
+  EXPECT_EQ(slice.lost, 1U);
+  EXPECT_EQ(slice.out_of_order, 1U);
+  EXPECT_EQ(slice.duplicates, 1U);
+  EXPECT_EQ(slice.tails, 0U);
+}
+
+TEST(FaultName, IsOfEachKindItsOwn) {
+  std::set<std::string_view> names;
+  for (const FaultKind kind : {FaultKind::lost, FaultKind::out_of_order, FaultKind::duplicate, FaultKind::tail,
+                               FaultKind::malformed_packet, FaultKind::foreign_session, FaultKind::behind}) {
+    names.insert(fault_name(kind));
+  }
+  EXPECT_EQ(names, (std::set<std::string_view>{"lost", "out of order", "duplicate", "lost tail", "malformed packet",
+                                               "foreign session", "feed behind"}));
 }
 
 }  // namespace

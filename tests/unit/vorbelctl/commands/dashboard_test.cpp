@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/unit/vorbelctl/handler/sample_messages.h"
-#include "vorbelctl/commands/stats.h"
+#include "vorbelctl/doors/control_port.h"
 
 namespace vorbelctl {
 namespace {

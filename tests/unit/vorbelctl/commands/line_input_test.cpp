@@ -12,7 +12,7 @@ namespace vorbelctl {
 namespace {
 
 struct Pipe {
-  Socket write_end;
+  Descriptor write_end;
   LineInput input;
 };
 
@@ -20,13 +20,13 @@ Pipe make_pipe() {
   std::array<int, 2> ends{};
   EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
   Pipe result;
-  result.input.file = Socket(ends[0]);
-  result.write_end = Socket(ends[1]);
+  result.input.file = Descriptor(ends[0]);
+  result.write_end = Descriptor(ends[1]);
   return result;
 }
 
 void write_to(Pipe& pipe, const std::string& text) {
-  ASSERT_EQ(write(pipe.write_end.descriptor, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  ASSERT_EQ(write(pipe.write_end.number, text.data(), text.size()), static_cast<ssize_t>(text.size()));
   read_more(pipe.input);
 }
 
@@ -53,7 +53,7 @@ TEST(LineInput, GivesLinesWhenTheyAreWhole) {
 TEST(LineInput, GivesTheLastLineWithoutALineFeed) {
   Pipe pipe = make_pipe();
   write_to(pipe, "one\ntwo");
-  pipe.write_end = Socket();
+  pipe.write_end = Descriptor();
   EXPECT_EQ(taken(pipe), "one");
   EXPECT_EQ(taken(pipe), "-");
   read_more(pipe.input);
@@ -70,7 +70,7 @@ TEST(LineInput, SaysWhenAFileCannotBeRead) {
 
 TEST(LineInput, DoesNotTakeAnErrorForTheEnd) {
   LineInput input;
-  input.file = Socket(open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));  // can be opened, and never read
+  input.file = Descriptor(open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));  // can be opened, and never read
   input.name = "trades.csv";
   try {
     read_more(input);
@@ -82,7 +82,7 @@ TEST(LineInput, DoesNotTakeAnErrorForTheEnd) {
 
 TEST(LineInput, WaitsForAWriterThatHasNothingYet) {
   Pipe pipe = make_pipe();
-  ASSERT_EQ(fcntl(pipe.input.file.descriptor, F_SETFL, O_NONBLOCK), 0);
+  ASSERT_EQ(fcntl(pipe.input.file.number, F_SETFL, O_NONBLOCK), 0);
   read_more(pipe.input);
   EXPECT_FALSE(is_at_end(pipe.input));
   write_to(pipe, "one\n");

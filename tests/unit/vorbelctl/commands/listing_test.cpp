@@ -89,6 +89,46 @@ TEST(EventFields, NameTheMessageAndItsFields) {
             R"("reason":"T.1"})");
 }
 
+// The field of this name as people read it.
+std::string listed(const std::string& bytes, const std::string& name) {
+  const FieldList fields = event_fields(message(bytes));
+  const Value* const value = find_value(fields, name);
+  return value == nullptr ? "no such field" : value_text(*value);
+}
+
+TEST(EventFields, AreInTheOrderOfTheBytesWithoutThoseThatSayNothing) {
+  std::string names;
+  for (const FieldValue& field : event_fields(message(sample::trade()))) names += field.name + " ";
+  EXPECT_EQ(names,
+            "event seq via category type trade_id origin sent_at symbol cusip short_name sub_product reversed_date "
+            "quantity_indicator quantity price remuneration special side as_of executed_at sale_condition_3 "
+            "sale_condition_4 settlement yield second_modifier reporting_party contra_party ats change ");
+}
+
+TEST(EventFields, TellTheTermsOfACorrectionApart) {
+  EXPECT_EQ(listed(sample::correction(), "original_price"), "98.250000");
+  EXPECT_EQ(listed(sample::correction(), "price"), "101.500000");
+  EXPECT_EQ(listed(sample::correction(), "original_quantity"), "100000.00");
+  EXPECT_EQ(listed(sample::correction(), "quantity"), "5000000.00");
+  EXPECT_EQ(listed(sample::correction(), "yield"), "-0.125000");
+  EXPECT_EQ(listed(sample::correction(), "last_yield"), "3.888889");
+}
+
+TEST(EventFields, AreEmptyWhereTheMessageIsBlank) {
+  EXPECT_EQ(listed(sample::control(), "trade_id"), "-");
+  EXPECT_EQ(listed(sample::trade(), "reversed_date"), "-");
+  EXPECT_EQ(listed(sample::cancel(), "high_yield"), "-");
+  EXPECT_EQ(listed(sample::control(), "symbol"), "no such field");
+}
+
+TEST(EventFields, ShowBytesThatCouldSteerATerminalInHexadecimal) {
+  std::string odd = sample::trade();
+  odd.replace(24, 4, std::string("\0\x1b\xff|", 4));
+  odd[72 + 28] = '\x80';
+  EXPECT_EQ(listed(odd, "symbol"), "\\x00\\x1b\\xff| 3.85 43");
+  EXPECT_EQ(listed(odd, "side"), "\\x80");
+}
+
 TEST(EventFields, NameWhatDoesNotRead) {
   EXPECT_EQ(json_line(event_fields(message("XY"))),
             R"({"event":"malformed_message","seq":42,"field":"length","length":2,"bytes":"5859"})");
@@ -132,7 +172,8 @@ TEST(Totals, CountWhatWasShown) {
   all.requests = 7;
   EXPECT_EQ(json_line(list_totals(totals_as_shown(all, shown))),
             R"({"packets":90,"messages":3,"gaps":1,"skipped":5,"late":1,"recovered":1,"missing":2,"duplicates":1,)"
-            R"("too_late":1,"heartbeats":0,"end_of_sessions":0,"foreign":0,"malformed":0,"requests":7,"overrun":0})");
+            R"("too_late":1,"heartbeats":0,"end_of_sessions":0,"foreign":0,"malformed":0,"requests":7,"overrun":0)"
+            R"(,"altered":0,"second_senders":0,"ignored":0,"began_again":0})");
 }
 
 }  // namespace

@@ -92,10 +92,12 @@ TEST(Rows, HaveNoMoreCellsThanTheHeader) {
   EXPECT_EQ(lines[3].wrong, "");
 }
 
+const std::string columns = "the columns are cusip, symbol, price, quantity, party, venue, exec_ms, settle, where";
+
 TEST(Reasons, ShowOnlyTheBeginningOfAValue) {
   const std::string begin(40, 'x');
   EXPECT_EQ(read_all({begin})[0].wrong,
-            "this is neither a report line nor a CSV header: \"" + begin + "\" is no column");
+            "this is neither a report line nor a CSV header: \"" + begin + "\" is no column; " + columns);
   EXPECT_EQ(check_report(with(3, begin + "y")), "the price \"" + begin + "...\" is no number");
 }
 
@@ -116,7 +118,8 @@ TEST(Header, DecidesWhetherAnythingCanBeRead) {
 }
 
 TEST(Header, MustNameTheColumns) {
-  EXPECT_EQ(read_all({"hello"})[0].wrong, "this is neither a report line nor a CSV header: \"hello\" is no column");
+  EXPECT_EQ(read_all({"hello"})[0].wrong,
+            "this is neither a report line nor a CSV header: \"hello\" is no column; " + columns);
   EXPECT_EQ(read_all({"cusip,price"})[0].wrong, "the CSV header has no column \"quantity\"");
 }
 

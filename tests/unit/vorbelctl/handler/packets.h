@@ -19,16 +19,22 @@ inline std::string header(std::uint64_t first, std::uint16_t count, const std::s
   return {bytes.begin(), bytes.end()};
 }
 
-// The messages `first` to `last` in one packet.
-inline std::string data(std::uint64_t first, std::uint64_t last, const std::string& session = "BTDS000001") {
+// The messages `first` to `last` in one packet; `contents` stands behind the number in the bytes of each.
+inline std::string data(std::uint64_t first, std::uint64_t last, const std::string& session = "BTDS000001",
+                        const std::string& contents = "") {
   std::string packet = header(first, static_cast<std::uint16_t>(last - first + 1), session);
   for (std::uint64_t sequence = first; sequence <= last; ++sequence) {
-    const std::string message = message_bytes(sequence);
+    const std::string message = message_bytes(sequence) + contents;
     std::string prefix(2, '\0');
     vorbeld::put_u16(prefix.data(), static_cast<std::uint16_t>(message.size()));
     packet += prefix + message;
   }
   return packet;
+}
+
+// The same of another run, or altered.
+inline std::string other_data(std::uint64_t first, std::uint64_t last) {
+  return data(first, last, "BTDS000001", "!");
 }
 
 inline std::string heartbeat(std::uint64_t next) {

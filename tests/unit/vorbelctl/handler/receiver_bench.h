@@ -28,12 +28,12 @@ struct Bench {
   explicit Bench(const ReceiverSettings& chosen) : receiver(make_receiver(chosen)) {}
 };
 
-inline void feed(Bench& bench, const std::string& packet) {
-  take_packet(bench.receiver, packet, Source::feed, bench.now_ms);
+inline void feed(Bench& bench, const std::string& packet, SenderId sender = 0) {
+  take_packet(bench.receiver, packet, Channel::feed, bench.now_ms, sender);
 }
 
 inline void answer(Bench& bench, const std::string& packet) {
-  take_packet(bench.receiver, packet, Source::answer, bench.now_ms);
+  take_packet(bench.receiver, packet, Channel::answer, bench.now_ms);
 }
 
 // The request that is due after another `ms`, as "first+count", or "".
@@ -71,24 +71,31 @@ inline std::string name_of(EventKind kind) {
       return "malformed";
     case EventKind::behind:
       return "behind";
+    case EventKind::altered:
+      return "altered";
+    case EventKind::began_again:
+      return "again";
+    case EventKind::second_sender:
+      return "second";
   }
   return "?";
 }
 
 // What happened since the last look: messages as their numbers with L(ate) or R(ecovered), everything else by name and
-// numbers.
-inline std::string happened(Bench& bench) {
+// numbers. `contents`: what follows the number in the bytes of messages.
+inline std::string happened(Bench& bench, const std::string& contents = "") {
   std::ostringstream text;
   const char* between = "";
   for (const Event& event : take_events(bench.receiver)) {
     text << between << name_of(event.kind);
     between = " ";
     if (event.kind == EventKind::message) {
-      EXPECT_EQ(event.text, message_bytes(event.first));
+      EXPECT_EQ(event.text, message_bytes(event.first) + contents);
       text << event.first << (event.via == Via::live ? "" : event.via == Via::late ? "L" : "R");
     } else {
       text << ":" << event.first;
-      if (event.last != event.first) text << "-" << event.last;
+      const bool is_range = event.kind != EventKind::began_again && event.last != event.first;
+      if (is_range) text << "-" << event.last;
     }
   }
   return text.str();

@@ -22,7 +22,7 @@ struct Weather {
 };
 
 struct Datagram {
-  Source source = Source::feed;
+  Channel channel = Channel::feed;
   std::string bytes;
 };
 
@@ -38,13 +38,13 @@ bool happens(Network& network, unsigned percent) {
   return network.random() % 100 < percent;
 }
 
-void send(Network& network, Source source, const std::string& bytes) {
-  const unsigned lose = source == Source::feed ? network.weather.lose_percent : network.weather.lose_answer_percent;
+void send(Network& network, Channel channel, const std::string& bytes) {
+  const unsigned lose = channel == Channel::feed ? network.weather.lose_percent : network.weather.lose_answer_percent;
   if (happens(network, lose)) return;
   const int copies = happens(network, network.weather.twice_percent) ? 2 : 1;
   for (int i = 0; i < copies; ++i) {
     const std::uint64_t delay_ms = happens(network, network.weather.delay_percent) ? network.random() % 60 : 1;
-    network.on_its_way.emplace(network.now_ms + delay_ms, Datagram{source, bytes});
+    network.on_its_way.emplace(network.now_ms + delay_ms, Datagram{channel, bytes});
   }
 }
 
@@ -54,7 +54,7 @@ void serve(Network& network, const Request& request, std::uint64_t published) {
   const std::uint64_t end = std::min(request.first + request.count, published + 1);
   for (std::uint64_t first = request.first; first < end;) {
     const std::uint64_t last = std::min(end - 1, first + network.random() % 9);
-    send(network, Source::answer, test::data(first, last));
+    send(network, Channel::answer, test::data(first, last));
     first = last + 1;
   }
 }
@@ -78,7 +78,7 @@ void step(Network& network, Outcome& outcome, std::uint64_t published) {
   ++network.now_ms;
   while (!network.on_its_way.empty() && network.on_its_way.begin()->first <= network.now_ms) {
     const auto arrived = network.on_its_way.extract(network.on_its_way.begin());
-    take_packet(outcome.receiver, arrived.mapped().bytes, arrived.mapped().source, network.now_ms);
+    take_packet(outcome.receiver, arrived.mapped().bytes, arrived.mapped().channel, network.now_ms);
   }
   if (const auto request = tick(outcome.receiver, network.now_ms)) {
     const auto& settings = outcome.receiver.settings;
@@ -98,14 +98,14 @@ Outcome run_day(Network& network, const ReceiverSettings& settings, std::uint64_
   std::uint64_t published = 0;
   while (published < total) {
     const std::uint64_t last = std::min(total, published + 1 + (network.random() % 4 == 0 ? network.random() % 9 : 0));
-    send(network, Source::feed, test::data(published + 1, last));
+    send(network, Channel::feed, test::data(published + 1, last));
     published = last;
-    if (network.random() % 16 == 0) send(network, Source::feed, test::heartbeat(published + 1));
+    if (network.random() % 16 == 0) send(network, Channel::feed, test::heartbeat(published + 1));
     for (std::uint64_t pause = network.random() % 12; pause > 0; --pause) step(network, outcome, published);
   }
   const std::uint64_t closed_ms = network.now_ms;
   while (!complete(outcome.receiver) && network.now_ms < closed_ms + patience_ms) {
-    if ((network.now_ms - closed_ms) % 1000 == 0) send(network, Source::feed, test::end_of_session(total + 1));
+    if ((network.now_ms - closed_ms) % 1000 == 0) send(network, Channel::feed, test::end_of_session(total + 1));
     step(network, outcome, published);
   }
   return outcome;

@@ -6,10 +6,10 @@
 #include <cmath>
 #include <limits>
 
+#include "tests/unit/vorbelctl/page/outcomes.h"
+
 namespace vorbelctl::page {
 namespace {
-
-constexpr std::int64_t noon_ms = 1719849600000;  // 1 July 2024 12:00:00, feed local time
 
 TEST(PageText, EscapesWhatHtmlWouldRead) {
   EXPECT_EQ(escaped("<b a=\"1\">&</b>"), "&lt;b a=&quot;1&quot;&gt;&amp;&lt;/b&gt;");
@@ -27,6 +27,11 @@ TEST(PageText, PutsNothingOutsideTheDrawing) {
   EXPECT_EQ(percent(-1, 8), "0.00%");
   EXPECT_EQ(percent(9, 8), "100.00%");
   EXPECT_EQ(percent(1, 0), "0.00%");
+}
+
+TEST(PageText, WritesExponentsWithoutAPlus) {
+  EXPECT_EQ(with_exponent(1.254e26, 2), "1.25e26");
+  EXPECT_EQ(with_exponent(-9.5e7, 1), "-9.5e07");
 }
 
 TEST(PageText, WordsDurations) {

@@ -1,0 +1,55 @@
+// The lines of a file that another program may still be writing: whole lines in order, as far as they are there, and
+// single lines again by their place. Keeps one block in memory however long the file is. What the lines hold is left to
+// others, but for what tells where the latest of several runs in one file begins.
+#pragma once
+
+#include <cstdint>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace vorbelctl {
+
+struct Line {
+  std::uint64_t at = 0;      // offset of its first byte in the file
+  std::uint64_t number = 0;  // from 1 on, as editors count
+  std::string_view text;     // without the line feed; empty for a line longer than longest_line
+};
+
+// A report may carry a symbol of any length; lines beyond this many bytes are not looked at.
+inline constexpr std::size_t longest_line = 1 << 20;
+
+struct LineReader {
+  std::ifstream stream;
+  std::string block;           // bytes of the file from `block_at` on
+  std::uint64_t block_at = 0;  // offset in the file
+  std::uint64_t next_at = 0;   // offset of the line to be read next
+  std::uint64_t next_number = 1;
+};
+
+// Throws std::invalid_argument, saying which file and why, when it cannot be read.
+LineReader open_reader(const std::string& path);
+
+// The next line, or nothing while no whole one is there; with `no_more`, when nothing is being written any more, what
+// stands behind the last line feed is a line too. Valid until the next call.
+std::optional<Line> next_line(LineReader& file, bool no_more);
+
+// The line that begins at the offset `at`, which an earlier Line told; nothing when the file has been cut meanwhile.
+std::optional<std::string> line_at(LineReader& file, std::uint64_t at);
+
+// One run of a bench within its file.
+struct RunExtent {
+  std::uint64_t at = 0;      // offset of its first line
+  std::uint64_t number = 1;  // and that line's number
+  std::uint64_t last = 0;    // sequence number of its last whole line; 0: it has none
+};
+
+// Reads the whole file once and finds its latest run: benches append to their files, and every run counts from the
+// start again. The first line of a run is one that holds `first_line_has`; without any, the file is one run.
+RunExtent find_last_run(const std::string& path, std::string_view first_line_has);
+
+// From now on next_line starts with the run's first line.
+void go_to_run(LineReader& file, const RunExtent& run);
+
+}  // namespace vorbelctl

@@ -1,0 +1,184 @@
+#include "vorbelctl/audit/outcome.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "vorbelctl/wording/wording.h"
+
+namespace vorbelctl {
+namespace {
+
+constexpr std::size_t most_discrepancies_shown = 20;
+
+std::string row(std::string_view name, std::uint64_t figure, const std::string& remark = "") {
+  return fmt::format("  {:<18}{:>12}{}{}\n", name, grouped(figure), remark.empty() ? "" : "   ", remark);
+}
+
+std::string kinds_text(const AuditCounts& counts) {
+  std::string text;
+  for (const vorbeld::KindRow& kind : vorbeld::message_kinds) {
+    const std::uint64_t count = count_of(counts, kind.kind);
+    const bool is_summary = kind.kind == Kind::summary && count != 1;
+    text += fmt::format("{}{}", text.empty() ? "" : ", ",
+                        is_summary ? grouped(count) + " summaries" : counted(count, std::string(kind.name)));
+  }
+  return text;
+}
+
+std::string wire_rows(const Outcome& outcome) {
+  const AuditCounts& counts = outcome.audit.counts;
+  const ReceiverTotals& totals = outcome.totals;
+  std::string text;
+  if (outcome.audit.on_the_wire) {
+    text += row("lost on the wire", lost_on_wire(outcome),
+                fmt::format("{} recovered, {} missing; longest gap {} ms", grouped(counts.recovered),
+                            grouped(counts.missing), grouped(outcome.audit.history.longest_open_ms)));
+    text += row("duplicates", totals.duplicates);
+    if (totals.altered != 0) text += row("altered", totals.altered, "came again with other contents");
+    text += row("out of order", counts.out_of_order);
+    text += row("heartbeats", totals.heartbeats);
+  }
+  if (outcome.origin == Origin::recording) text += row("missing", counts.missing);
+  if (counts.fetched + counts.unfetchable != 0) {
+    text += row("fetched", counts.fetched,
+                fmt::format("{}{} did not come", outcome.audit.on_the_wire ? "sent before the feed was joined; " : "",
+                            grouped(counts.unfetchable)));
+  }
+  if (totals.malformed != 0) text += row("malformed packets", totals.malformed);
+  if (totals.foreign != 0) text += row("foreign packets", totals.foreign, "of other sessions, ignored");
+  return text;
+}
+
+std::string missing_lines(const Outcome& outcome) {
+  return outcome.audit.missing.empty() ? "" : "\n" + missing_text(outcome.audit.missing) + "\n";
+}
+
+std::string side(Source source, const std::string& value) {
+  return fmt::format("{} {}", source_name(source), value);
+}
+
+std::string discrepancy_lines(const Discrepancies& discrepancies) {
+  std::vector<const Discrepancy*> shown = in_order(discrepancies);
+  if (shown.empty()) return "";
+  shown.resize(std::min(shown.size(), most_discrepancies_shown));
+  std::size_t field_width = 0;
+  std::size_t side_width = 0;
+  for (const Discrepancy* const each : shown) {
+    field_width = std::max(field_width, each->field.size());
+    side_width = std::max(side_width, side(each->source, each->expected).size());
+  }
+  std::string text = "\n";
+  for (const Discrepancy* const each : shown) {
+    text += fmt::format("#{:<8}{:<{}}{:<{}}{}", each->sequence, each->field, field_width + 2,
+                        side(each->source, each->expected), side_width + 2, side(each->place, each->received));
+    if (each->follow_ups != 0) text += fmt::format("  ({} more follow from it)", grouped(each->follow_ups));
+    text += "\n";
+  }
+  const std::uint64_t left = discrepancies.total - shown.size();
+  return left == 0 ? text : text + fmt::format("... and {} more\n", grouped(left));
+}
+
+}  // namespace
+
+bool is_equal(const Outcome& outcome) {
+  return outcome.audit.reconciliation.discrepancies.total == 0 && missing_in_all(outcome) == 0;
+}
+
+std::uint64_t missing_in_all(const Outcome& outcome) {
+  return outcome.audit.counts.missing + outcome.audit.counts.unfetchable;
+}
+
+std::uint64_t lost_on_wire(const Outcome& outcome) {
+  return outcome.audit.counts.recovered + outcome.audit.counts.missing;
+}
+
+std::optional<Discrepancy> first_wrong(const Outcome& outcome) {
+  std::optional<Discrepancy> first = outcome.audit.reconciliation.discrepancies.first;
+  const auto& missing = outcome.audit.missing;
+  if (!missing.empty() && (!first || missing.front().first < first->sequence)) {
+    first = {missing.front().first,
+             "seq",
+             Source::order,
+             std::to_string(missing.front().first),
+             outcome.origin == Origin::recording ? Source::recording : Source::message,
+             "missing"};
+  }
+  return first;
+}
+
+std::vector<const Discrepancy*> in_order(const Discrepancies& discrepancies) {
+  std::vector<const Discrepancy*> list;
+  list.reserve(discrepancies.listed.size());
+  for (const Discrepancy& each : discrepancies.listed) list.push_back(&each);
+  std::stable_sort(list.begin(), list.end(), [](const auto* a, const auto* b) { return a->sequence < b->sequence; });
+  return list;
+}
+
+std::string_view verdict_word(const Outcome& outcome) {
+  if (!outcome.audit.restart.empty()) return "began again";
+  if (is_equal(outcome) && !outcome.unfinished.empty()) return "unfinished";
+  if (outcome.audit.reconciliation.discrepancies.total != 0) return "different";
+  return missing_in_all(outcome) != 0 ? "lost" : "equal";
+}
+
+namespace {
+
+// The sentence on the messages alone.
+std::string reconciled_sentence(const Outcome& outcome) {
+  const std::string messages = counted(outcome.audit.counts.messages, "message");
+  const std::uint64_t missing = missing_in_all(outcome);
+  const Discrepancies& discrepancies = outcome.audit.reconciliation.discrepancies;
+  if (is_equal(outcome)) {
+    return fmt::format("{} equal to their truth records{}", messages, outcome.tape.empty() ? "" : " and the tape");
+  }
+  const Discrepancy first = *first_wrong(outcome);
+  if (discrepancies.total == 0)
+    return fmt::format("{} missing, the first #{}", counted(missing, "message"), first.sequence);
+  const std::string found =
+      discrepancies.total == 1 ? "1 discrepancy" : grouped(discrepancies.total) + " discrepancies";
+  return fmt::format("{} in {}{}; first wrong: #{} {}", found, messages,
+                     missing == 0 ? "" : ", " + counted(missing, "message") + " missing", first.sequence, first.field);
+}
+
+}  // namespace
+
+std::string verdict_sentence(const Outcome& outcome) {
+  std::string sentence;
+  for (const std::string& before : {outcome.audit.restart, outcome.audit.second_sender, outcome.unfinished}) {
+    if (!before.empty()) sentence += before + "; ";
+  }
+  return sentence + reconciled_sentence(outcome);
+}
+
+std::string_view origin_name(Origin origin) {
+  switch (origin) {
+    case Origin::feed:
+      return "feed";
+    case Origin::retransmission:
+      return "retransmission";
+    case Origin::pcap:
+      return "pcap";
+    case Origin::recording:
+      return "recording";
+  }
+  return "";
+}
+
+std::string verdict_text(const Outcome& outcome) {
+  const Audit& audit = outcome.audit;
+  const Discrepancies& discrepancies = audit.reconciliation.discrepancies;
+  const std::string numbers =
+      audit.last == 0 ? "" : fmt::format("#{} to #{}", std::max<std::uint64_t>(audit.from, 1), audit.last);
+  std::string text = fmt::format("{}: {}\n\n", verdict_word(outcome), verdict_sentence(outcome));
+  text += row("messages", audit.counts.messages, numbers);
+  text += fmt::format("{:35}{}\n", "", kinds_text(audit.counts));
+  if (audit.counts.malformed != 0) text += row("malformed messages", audit.counts.malformed);
+  text += wire_rows(outcome);
+  text += row(
+      "discrepancies", discrepancies.total,
+      discrepancies.follow_ups == 0 ? "" : fmt::format("{} more follow from them", grouped(discrepancies.follow_ups)));
+  return text + missing_lines(outcome) + discrepancy_lines(discrepancies);
+}
+
+}  // namespace vorbelctl

@@ -1,0 +1,60 @@
+// The outcome of an audit, complete: what was audited, how it ended and everything that was found. The verdict for
+// people, the one for harnesses and the page are three views of this record. Owns what counts as equal.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "vorbelctl/audit/audit.h"
+
+namespace vorbelctl {
+
+// Where the messages came from.
+enum class Origin : std::uint8_t { feed, retransmission, pcap, recording };
+
+struct Outcome {
+  Origin origin = Origin::feed;
+  std::string where;  // address and port, or the file
+  std::string session;
+  std::string truth;
+  std::string tape;      // empty: there was none
+  std::string ended_by;  // "end of session", "time", "interrupt", "silence", "began again" or "end of input"
+  std::uint64_t lasted_ms = 0;
+  std::string unfinished;  // what was asked for and did not come, as a sentence; empty: nothing
+  ReceiverTotals totals;   // of the receiver; nothing of a handler's recording
+  Audit audit;
+};
+
+// True when every message was there and the same as all that was written about it.
+bool is_equal(const Outcome& outcome);
+
+// Messages that never came, those from before the feed was joined included.
+std::uint64_t missing_in_all(const Outcome& outcome);
+
+// Messages that the feed did not carry to us, whether they were recovered or not.
+std::uint64_t lost_on_wire(const Outcome& outcome);
+
+// The lowest sequence number with which something is wrong, and what; nothing when all is equal.
+std::optional<Discrepancy> first_wrong(const Outcome& outcome);
+
+// The discrepancies that are listed, by sequence number.
+std::vector<const Discrepancy*> in_order(const Discrepancies& discrepancies);
+
+// "equal", "lost" when messages are missing but all others are right, or "different"; "unfinished" when nothing is
+// wrong but not everything that was asked for came; "began again" whenever the feed did.
+std::string_view verdict_word(const Outcome& outcome);
+
+// The verdict in one sentence.
+std::string verdict_sentence(const Outcome& outcome);
+
+// "feed", "retransmission", "pcap" or "recording".
+std::string_view origin_name(Origin origin);
+
+// The verdict for people: a table of figures, then what is missing and what differs, each cut at a stated length.
+std::string verdict_text(const Outcome& outcome);
+
+// The verdict for harnesses: one JSON object without a line feed. Its keys are a promise.
+std::string verdict_json(const Outcome& outcome);
+
+}  // namespace vorbelctl

@@ -1,0 +1,276 @@
+#include "vorbelctl/commands/command_table.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <iostream>
+#include <stdexcept>
+
+#include "vorbelctl/commands/ending.h"
+#include "vorbelctl/commands/script.h"
+#include "vorbelctl/doors/sockets.h"
+
+namespace vorbelctl {
+namespace {
+
+constexpr std::uint64_t most_in_16_bits = std::numeric_limits<std::uint16_t>::max();
+
+OptionList control_options(Options& options) {
+  return {{.name = "command",
+           .says = "The command and its arguments; - reads a script from standard input",
+           .target = &options.control.words,
+           .required = true,
+           .offers = control_command_names()},
+          {.name = "--raw",
+           .says = "Send the arguments unchecked; the bench takes what it cannot read as a default",
+           .target = &options.control.raw},
+          {.name = "--timeout",
+           .says = "Seconds to wait for each reply",
+           .target = &options.control.timeout_s,
+           .check = Seconds{},
+           .shows_default = true}};
+}
+
+OptionList report_options(Options& options) {
+  return {{.name = "file",
+           .says = "Report lines, or CSV with a header row; - is standard input",
+           .target = &options.report.file,
+           .shows_default = true,
+           .is_path = true},
+          {.name = "--window",
+           .says = "Lines that may be under way without an answer",
+           .target = &options.report.window,
+           .check = WholeNumber{1, 100000},
+           .shows_default = true},
+          {.name = "--timeout",
+           .says = "Seconds without an answer after which the connection counts as lost",
+           .target = &options.report.timeout_s,
+           .check = Seconds{},
+           .shows_default = true}};
+}
+
+OptionList listen_options(Options& options) {
+  ListenOptions& listen = options.listen;
+  return {{.name = "--recover", .says = "Fill gaps by retransmission requests", .target = &listen.recover},
+          {.name = "--from",
+           .says = "Start with this sequence number and recover what was before; implies --recover",
+           .target = &listen.from,
+           .check = WholeNumber{1, largest_sequence}},
+          {.name = "--until-end", .says = "End with the end of session", .target = &listen.until_end},
+          {.name = "--count", .says = "End after so many messages", .target = &listen.count, .check = WholeNumber{1}},
+          {.name = "--seconds", .says = "End after so many seconds", .target = &listen.seconds, .check = Seconds{}},
+          {.name = "--timeout",
+           .says = "Seconds of silence after which nobody is there, or no more",
+           .target = &listen.timeout_s,
+           .check = Seconds{},
+           .shows_default = true},
+          {.name = "--format",
+           .says = "Lines for people (text) or one JSON object a line (json, the same as --json)",
+           .target = &listen.format,
+           .check = OneOf{{"text", "json"}},
+           .shows_default = true}};
+}
+
+OptionList fetch_options(Options& options) {
+  return {{.name = "first",
+           .says = "First sequence number wanted",
+           .target = &options.fetch.first,
+           .check = WholeNumber{1, largest_sequence},
+           .required = true},
+          {.name = "count",
+           .says = "How many messages",
+           .target = &options.fetch.count,
+           .check = WholeNumber{1, most_in_16_bits},
+           .shows_default = true},
+          {.name = "--timeout",
+           .says = "Seconds of silence after which no more of the answer is waited for",
+           .target = &options.fetch.timeout_s,
+           .check = Seconds{},
+           .shows_default = true}};
+}
+
+OptionList wait_options(Options& options) {
+  return {{.name = "--timeout",
+           .says = "Seconds to wait",
+           .target = &options.wait.timeout_s,
+           .check = Seconds{true},
+           .shows_default = true}};
+}
+
+OptionList audit_options(Options& options) {
+  AuditOptions& audit = options.audit;
+  return {{.name = "--truth",
+           .says = "Truth file of the bench; the latest run in it counts",
+           .target = &audit.truth,
+           .check = ExistingFile{},
+           .required = true},
+          {.name = "--tape",
+           .says = "Tape of the bench, to be compared as well",
+           .target = &audit.tape,
+           .check = ExistingFile{}},
+          {.name = "--pcap",
+           .says = "Read a capture of the feed (libpcap) instead of listening to it",
+           .target = &audit.pcap,
+           .check = ExistingFile{},
+           .excludes = {"--offline", "--capture", "--until-end", "--seconds"}},
+          {.name = "--offline",
+           .says = "Fetch everything from the retransmission port instead of listening",
+           .target = &audit.offline,
+           .excludes = {"--capture", "--until-end", "--seconds"}},
+          {.name = "--capture",
+           .says = "Judge what a handler under test wrote down (JSON lines) instead of listening",
+           .target = &audit.capture,
+           .check = ExistingFile{},
+           .excludes = {"--until-end", "--seconds"}},
+          {.name = "--from",
+           .says = "First sequence number to judge; default: the first of the run or of the pcap file",
+           .target = &audit.from,
+           .check = WholeNumber{1, largest_sequence}},
+          {.name = "--until-end", .says = "End with the end of session", .target = &audit.until_end},
+          {.name = "--seconds", .says = "End after so many seconds", .target = &audit.seconds, .check = Seconds{}},
+          {.name = "--timeout",
+           .says = "Seconds of silence after which nobody is there, or no more",
+           .target = &audit.timeout_s,
+           .check = Seconds{},
+           .shows_default = true},
+          {.name = "--html",
+           .says = "Write a page with the verdict, a timeline, prices, faults and differences",
+           .target = &audit.html,
+           .is_path = true}};
+}
+
+OptionList doctor_options(Options& options) {
+  return {{.name = "--seconds",
+           .says = "How long to listen; heartbeats come every second",
+           .target = &options.doctor.seconds,
+           .check = Seconds{},
+           .shows_default = true}};
+}
+
+OptionList watch_options(Options& options) {
+  return {
+      {.name = "--recover", .says = "Fill gaps by retransmission requests", .target = &options.watch.recover},
+      {.name = "--seconds", .says = "End after so many seconds", .target = &options.watch.seconds, .check = Seconds{}},
+      {.name = "--timeout",
+       .says = "Seconds of silence after which nobody is there",
+       .target = &options.watch.timeout_s,
+       .check = Seconds{},
+       .shows_default = true}};
+}
+
+constexpr const char* audit_footer =
+    "Everything is compared up to the last message received; messages from before the feed was joined are fetched.\n"
+    "Without --seconds or --until-end the audit goes on until Ctrl-C, or until the feed falls silent.\n"
+    "\nExample:\n"
+    "  vorbelctl audit --truth truth.jsonl --tape tape.jsonl --seconds 20 --html report.html\n"
+    "\nExit status: 0 equal; 1 discrepancies or losses; 2 wrong usage; 3 no feed, or no end of session;\n"
+    "5 the feed began again";
+
+constexpr std::array commands{
+    Command{"control", "Send one control command and print the reply", control_options, run_control,
+            "In a script, one command a line, \"--at-ms N COMMAND\" waits until N ms after the start; empty lines\n"
+            "and lines that begin with # are skipped.\n"
+            "\nExample:\n"
+            "  vorbelctl control drop 5\n"
+            "  printf 'rate 50\\n--at-ms 2000 halt 037833DT4 T.1\\n' | vorbelctl control -\n"
+            "\nExit status: 0 answered; 1 a reply was \"unknown ...\"; 2 wrong usage; 3 nobody answers"},
+    Command{"report", "Send trade reports over TCP and count the answers", report_options, run_report,
+            "Every line is checked before anything of it is sent; a bad one is named and never reaches the bench.\n"
+            "CSV columns, in any order: cusip, price, quantity; and, where wanted, symbol, party, venue,\n"
+            "exec_ms (default: now), settle (YYYYMMDD), where.\n"
+            "\nExample:\n"
+            "  echo 'T|037833DT4|AAPL|98.5|250000|B|ATS1|1700000000000|20231116|book' | vorbelctl report\n"
+            "\nExit status: 0 all accepted; 1 some were refused or malformed; 2 wrong usage; 3 connection lost"},
+    Command{"listen", "Follow the feed and print every message decoded", listen_options, run_listen,
+            "Example:\n"
+            "  vorbelctl listen --from 1 --until-end\n"
+            "\nExit status: 0 nothing wrong; 1 messages missing or altered, or a second sender; 2 wrong usage;\n"
+            "3 nothing came, or not what was asked for; 5 the feed began again"},
+    Command{"fetch", "Send one retransmission request and print the messages", fetch_options, run_fetch,
+            "A count whose answer no receive buffer holds is asked for in pieces.\n"
+            "\nExample:\n"
+            "  vorbelctl fetch 1 10\n"
+            "\nExit status: 0 all came; 1 some did not come; 2 wrong usage; 3 none came"},
+    Command{"wait", "Return as soon as the bench answers", wait_options, run_wait,
+            "Asks the control port for its statistics; where that port is closed (or 0 was given for it), a packet\n"
+            "of the session on the feed is enough.\n"
+            "\nExample:\n"
+            "  vorbeld --control-port 28980 & vorbelctl wait --timeout 5 && vorbelctl control rate 100\n"
+            "\nExit status: 0 ready; 2 wrong usage; 3 not ready in time"},
+    Command{"audit", "Compare everything that the feed says with what the bench wrote down", audit_options, run_audit,
+            audit_footer},
+    Command{"doctor", "Find out why nothing arrives", doctor_options, run_doctor,
+            "Example:\n"
+            "  vorbelctl doctor --iface 192.0.2.7\n"
+            "\nExit status: 0 all is fine; 1 something was found; 2 wrong usage"},
+    Command{"watch", "A live screen of the running bench; q ends it", watch_options, run_watch,
+            "Where the output is no terminal, one plain line a second is written instead.\n"
+            "\nExample:\n"
+            "  vorbelctl watch\n"
+            "\nExit status: 0 nothing wrong; 1 messages missing or altered, or a second sender; 2 wrong usage;\n"
+            "3 nobody answers; 5 the feed began again"},
+};
+
+}  // namespace
+
+std::span<const Command> all_commands() {
+  return commands;
+}
+
+const Command* find_command(std::string_view name) {
+  const auto* const found =
+      std::find_if(commands.begin(), commands.end(), [&](const Command& command) { return command.name == name; });
+  return found == commands.end() ? nullptr : found;
+}
+
+OptionList address_options(const Command& command, Options& options) {
+  Addresses& addresses = options.addresses;
+  const auto address = [](const char* name, std::string& value, const char* says, Check check) {
+    return OptionRow{.name = name, .says = says, .target = &value, .check = check, .shows_default = true};
+  };
+  const auto port = [&](const char* name, std::uint16_t& value, const char* says, bool needed) {
+    return OptionRow{.name = name,
+                     .says = fmt::format("{}{}", says, needed ? "" : "; 0: there is none"),
+                     .target = &value,
+                     .check = WholeNumber{needed ? 1U : 0U, most_in_16_bits, false},
+                     .shows_default = true};
+  };
+  return {
+      address("--mcast", addresses.group, "Multicast group of the feed", Ipv4Address{true}),
+      port("--port", addresses.feed_port, "UDP port of the feed", true),
+      address("--iface", addresses.interface, "Address of the local interface that the feed comes in on",
+              Ipv4Address{}),
+      address("--session", addresses.session, "Session name; other sessions are reported and ignored", AnyText{}),
+      address("--host", addresses.host, "Address of the report and retransmission ports", Ipv4Address{}),
+      port("--report-port", addresses.report_port, "TCP port for trade reports", command.run == run_report),
+      port("--retrans-port", addresses.retrans_port, "UDP port for retransmission requests", command.run == run_fetch),
+      port("--control-port", addresses.control_port, "UDP control port on 127.0.0.1", command.run == run_control)};
+}
+
+OptionList output_options(Options& options) {
+  return {{.name = "--quiet", .says = "Print nothing but results and errors", .target = &options.quiet},
+          {.name = "--json", .says = "One JSON object a line instead of text", .target = &options.json}};
+}
+
+int run_command(const Command& command, const Options& options) {
+  const auto run = [&]() -> int {
+    try {
+      return command.run(options);
+    } catch (const std::invalid_argument& wrong) {
+      return end_with(wrong_usage, wrong.what(), options.json);
+    } catch (const DoorError& closed) {
+      return end_with(nobody_there, fmt::format("{}; {}", closed.what(), closed.advice), options.json);
+    } catch (const std::exception& unexpected) {
+      return end_with(own_error, fmt::format("an error of vorbelctl itself: {}", unexpected.what()), options.json);
+    }
+  };
+  const int status = run();
+  if (std::cout.flush()) return status;
+  // What could not be written was not said; what the command found out stays true.
+  std::cerr << "vorbelctl: standard output cannot be written\n";
+  return status == all_well ? unwritten : status;
+}
+
+}  // namespace vorbelctl

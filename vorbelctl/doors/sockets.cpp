@@ -1,0 +1,208 @@
+#include "vorbelctl/doors/sockets.h"
+
+#include <arpa/inet.h>
+#include <fmt/core.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "btds/message_table.h"
+#include "feed/mold_packet.h"
+
+namespace vorbelctl {
+namespace {
+
+[[noreturn]] void fail(const std::string& what, const std::string& advice) {
+  throw DoorError(fmt::format("{}: {}", what, std::strerror(errno)), advice);
+}
+
+in_addr parse_address(const std::string& text) {
+  return {htonl(ipv4_number(text))};
+}
+
+sockaddr_in make_address(const std::string& host, std::uint16_t port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr = parse_address(host);
+  return address;
+}
+
+// The system's calls take every family's address through one type.
+const sockaddr* as_any(const sockaddr_in& address) {
+  return reinterpret_cast<const sockaddr*>(&address);
+}
+
+Socket open_socket(int type) {
+  Socket opened(socket(AF_INET, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  if (opened.number < 0) fail("cannot open a socket", "close other programs or raise the limit with ulimit -n");
+  return opened;
+}
+
+template <class Option>
+bool set_option(const Socket& socket, int level, int name, const Option& value) {
+  return setsockopt(socket.number, level, name, &value, sizeof value) == 0;
+}
+
+// A refusal only means that less is granted; how much was is asked for where it matters.
+void enlarge_buffer(const Socket& socket) {
+  if (set_option(socket, SOL_SOCKET, SO_RCVBUFFORCE, wanted_buffer)) return;
+  set_option(socket, SOL_SOCKET, SO_RCVBUF, wanted_buffer);
+}
+
+Socket open_towards(const std::string& host, std::uint16_t port, const std::string& door) {
+  Socket socket = open_socket(SOCK_DGRAM);
+  enlarge_buffer(socket);
+  const sockaddr_in address = make_address(host, port);
+  if (connect(socket.number, as_any(address), sizeof address) != 0) {
+    fail(fmt::format("cannot reach the {} port {}", door, endpoint(host, port)),
+         "check the address and the route to it");
+  }
+  return socket;
+}
+
+// Waits for a connection under way; returns 0 or the error number that it ended with.
+int finish_connecting(const Socket& socket, int timeout_ms) {
+  pollfd waiting{socket.number, POLLOUT, 0};
+  if (poll(&waiting, 1, timeout_ms) <= 0) return ETIMEDOUT;
+  int error = 0;
+  socklen_t length = sizeof error;
+  getsockopt(socket.number, SOL_SOCKET, SO_ERROR, &error, &length);
+  return error;
+}
+
+}  // namespace
+
+DoorError::DoorError(const std::string& why, std::string what_to_do)
+    : std::runtime_error(why), advice(std::move(what_to_do)) {}
+
+SenderId make_sender(std::uint32_t address, std::uint16_t port) {
+  return std::uint64_t{address} << 16U | port;
+}
+
+std::string sender_text(SenderId sender) {
+  if (sender == 0) return "";
+  const in_addr address{htonl(static_cast<std::uint32_t>(sender >> 16U))};
+  std::array<char, INET_ADDRSTRLEN> text{};
+  inet_ntop(AF_INET, &address, text.data(), text.size());
+  return endpoint(text.data(), static_cast<std::uint16_t>(sender & 0xFFFFU));
+}
+
+Descriptor::Descriptor(Descriptor&& other) noexcept : number(std::exchange(other.number, -1)) {}
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+  std::swap(number, other.number);
+  return *this;
+}
+
+Descriptor::~Descriptor() {
+  if (number >= 0) close(number);
+}
+
+Socket join_feed(const Addresses& addresses) {
+  Socket socket = open_socket(SOCK_DGRAM);
+  set_option(socket, SOL_SOCKET, SO_REUSEADDR, 1);
+  enlarge_buffer(socket);
+  const std::string where = endpoint(addresses.group, addresses.feed_port);
+  // Bound to the group and not to all addresses: other groups on the same port stay out.
+  const sockaddr_in address = make_address(addresses.group, addresses.feed_port);
+  // Joined first, so that whoever sees the port in use can begin to send.
+  const ip_mreq membership{address.sin_addr, parse_address(addresses.interface)};
+  if (!set_option(socket, IPPROTO_IP, IP_ADD_MEMBERSHIP, membership)) {
+    fail(fmt::format("cannot join the feed {} on the interface {}", where, addresses.interface),
+         fmt::format("try: vorbelctl doctor --mcast {} --iface {}", addresses.group, addresses.interface));
+  }
+  if (bind(socket.number, as_any(address), sizeof address) != 0) {
+    fail("cannot listen on the feed " + where,
+         fmt::format("see who has it with: ss -ulpn 'sport = :{}'", addresses.feed_port));
+  }
+  return socket;
+}
+
+Socket open_feed_sender(const Addresses& addresses) {
+  Socket socket = open_socket(SOCK_DGRAM);
+  const unsigned char on = 1;
+  const unsigned char hops = 0;
+  const sockaddr_in group = make_address(addresses.group, addresses.feed_port);
+  if (!set_option(socket, IPPROTO_IP, IP_MULTICAST_IF, parse_address(addresses.interface)) ||
+      !set_option(socket, IPPROTO_IP, IP_MULTICAST_LOOP, on) ||
+      !set_option(socket, IPPROTO_IP, IP_MULTICAST_TTL, hops) ||
+      connect(socket.number, as_any(group), sizeof group) != 0) {
+    fail(fmt::format("there is no way to {} from {}", addresses.group, addresses.interface),
+         "check the route to multicast groups with: ip route");
+  }
+  return socket;
+}
+
+Socket open_requests(const Addresses& addresses) {
+  return open_towards(addresses.host, addresses.retrans_port, "retransmission");
+}
+
+Socket open_control(const Addresses& addresses) {
+  return open_towards("127.0.0.1", addresses.control_port, "control");
+}
+
+Socket open_reports(const Addresses& addresses, int timeout_ms) {
+  Socket socket = open_socket(SOCK_STREAM);
+  const sockaddr_in address = make_address(addresses.host, addresses.report_port);
+  int error = connect(socket.number, as_any(address), sizeof address) == 0 ? 0 : errno;
+  if (error == EINPROGRESS) error = finish_connecting(socket, timeout_ms);
+  if (error != 0) {
+    errno = error;
+    fail(fmt::format("cannot connect to the report port {}", endpoint(addresses.host, addresses.report_port)),
+         "is the bench running, with this --report-port?");
+  }
+  set_option(socket, IPPROTO_TCP, TCP_NODELAY, 1);
+  return socket;
+}
+
+std::uint16_t messages_per_request(const Socket& socket) {
+  int granted = 0;
+  socklen_t length = sizeof granted;
+  getsockopt(socket.number, SOL_SOCKET, SO_RCVBUF, &granted, &length);
+  // Beside its bytes a packet is charged for its bookkeeping: 2.3 KB for a full one where it was measured.
+  constexpr int charged_per_packet = 4096;
+  constexpr std::size_t longest_block = vorbeld::layout::correction.length + vorbeld::mold::block_prefix;
+  constexpr int per_packet = (vorbeld::mold::largest_packet - vorbeld::mold::header_length) / longest_block;
+  return static_cast<std::uint16_t>(std::clamp(granted / charged_per_packet * per_packet, 16, 65535));
+}
+
+bool send_datagram(const Socket& socket, std::string_view bytes) {
+  return send(socket.number, bytes.data(), bytes.size(), MSG_NOSIGNAL) >= 0;
+}
+
+Arrival take_datagram(const Socket& socket, std::string& buffer) {
+  SenderId sender = 0;
+  return take_datagram(socket, buffer, sender);
+}
+
+Arrival take_datagram(const Socket& socket, std::string& buffer, SenderId& sender) {
+  constexpr std::size_t largest_datagram = 65535;
+  buffer.resize(largest_datagram);
+  sockaddr_in from{};
+  socklen_t from_length = sizeof from;
+  const ssize_t length =
+      recvfrom(socket.number, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&from), &from_length);
+  sender = length < 0 ? 0 : make_sender(ntohl(from.sin_addr.s_addr), ntohs(from.sin_port));
+  buffer.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
+  if (length >= 0) return Arrival::datagram;
+  return errno == ECONNREFUSED ? Arrival::refused : Arrival::nothing;
+}
+
+bool wait_readable(const std::vector<const Socket*>& sockets, int timeout_ms) {
+  std::vector<pollfd> waiting;
+  for (const Socket* socket : sockets) {
+    if (socket->number >= 0) waiting.push_back({socket->number, POLLIN, 0});
+  }
+  return poll(waiting.data(), waiting.size(), timeout_ms) > 0;
+}
+
+}  // namespace vorbelctl
