@@ -15,7 +15,10 @@ import wire
 # Keys of truth records and tape lines by the field of the wire tables, where they differ.
 TRUTH_KEYS = {"type": "type", "qty_ind": "qty_ind", "exec": "exec", "orig_id": "orig_trade_id"}
 TAPE_KEYS = {"rpt": "reporting_party", "contra": "contra_party"}
-NUMBERS = {"price": ("{:011.6f}", 11), "qty": ("{:014.2f}", 14), "yield": (" {:013.6f}", 14)}
+# Width of a number's field, and its text.
+NUMBERS = {"price": (11, "{:011.6f}".format), "qty": (14, "{:014.2f}".format),
+           "yield": (14, lambda value: f"{'-' if value < 0 else ' '}{abs(value):013.6f}")}
+COUPONS = {bond.split(":")[0]: float(bond.split(":")[-1]) for bond in recording.BONDS.split(",")}
 
 
 @dataclasses.dataclass
@@ -47,10 +50,10 @@ def put_field(raw, name, text):
 def tell(lie, number, **values):
     """Alters fields of one message and says the same in its record and on its tape line. Numbers as floats."""
     for name, value in values.items():
-        text = NUMBERS[name][0].format(value) if isinstance(value, float) else value
+        text = NUMBERS[name][1](value) if isinstance(value, float) else value
         name_in_truth = {"sent_at": None, "orig_date": None, "modifier2": None}.get(name, name)
         if value is None:
-            text = " " * NUMBERS[name][1]
+            text = " " * NUMBERS[name][0]
         lie.messages[number] = put_field(lie.messages[number], name, text)
         if name_in_truth in lie.truth[number]:
             lie.truth[number][name_in_truth] = value

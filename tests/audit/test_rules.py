@@ -40,7 +40,7 @@ def with_four_decimals(lie):
     number = lies.find(lie, special="Y")
     record = lie.truth[number]
     price = record["price"] + 0.0004
-    lies.tell(lie, number, price=price, **{"yield": round(record["yield"] * record["price"] / price, 6)})
+    lies.tell(lie, number, price=price, **{"yield": round(100 * lies.COUPONS[record["cusip"]] / price, 6)})
     return number
 
 

@@ -67,6 +67,7 @@ def test_a_command_that_the_bench_would_misread_is_not_sent(launch, command):
     bench = launch()
     assert companion.run(bench.doors, "control", command)[:2] == (2, "")
     assert companion.run(bench.doors, "control", "--raw", command)[:2] == (0, "ok\n")
+    harness.wait_for_line(bench, f"bench: {command} → ok")
     assert [line for line in harness.console_lines(bench) if " → " in line] == [f"bench: {command} → ok"]
 
 
