@@ -53,6 +53,12 @@ Line take_line(LineReader& file, std::size_t length, std::size_t line_feeds) {
   return line;
 }
 
+// What std::string_view::find tells, in a fifth of the time: in these lines every other byte could be the quote that
+// the text begins with.
+bool holds(std::string_view line, std::string_view text) {
+  return memmem(line.data(), line.size(), text.data(), text.size()) != nullptr;
+}
+
 }  // namespace
 
 LineReader open_reader(const std::string& path) {
@@ -101,7 +107,7 @@ RunExtent find_last_run(const std::string& path, std::string_view first_line_has
   LineReader file = open_reader(path);
   RunExtent run;
   while (const auto line = next_line(file, false)) {
-    if (line->text.find(first_line_has) != std::string_view::npos) run = {line->at, line->number, 0};
+    if (holds(line->text, first_line_has)) run = {line->at, line->number, 0};
     if (const std::uint64_t sequence = leading_sequence(line->text)) run.last = sequence;
   }
   return run;

@@ -115,7 +115,9 @@ std::string_view take_until(Rest& rest, std::size_t end) {
 }
 
 std::string_view take_bare(Rest& rest) {
-  return take_until(rest, std::min(rest.text.find_first_of(",}"), rest.text.size()));
+  std::size_t end = 0;
+  while (end < rest.text.size() && rest.text[end] != ',' && rest.text[end] != '}') ++end;
+  return take_until(rest, end);
 }
 
 template <class Number>
