@@ -1,6 +1,6 @@
 #include "vorbelctl/audit/eastern_time.h"
 
-#include <charconv>
+#include <algorithm>
 #include <chrono>
 #include <initializer_list>
 
@@ -24,9 +24,13 @@ bool is_four_digit_year(sys_seconds instant) {
   return instant >= begin && instant < end;
 }
 
+bool all_digits(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
 int number_at(std::string_view digits, std::size_t at, std::size_t width) {
   int number = 0;
-  std::from_chars(digits.data() + at, digits.data() + at + width, number);
+  for (const char digit : digits.substr(at, width)) number = number * 10 + (digit - '0');
   return number;
 }
 
@@ -64,7 +68,7 @@ std::string local_date_time(std::int64_t utc_s) {
 }
 
 std::vector<std::int64_t> utc_of_local(std::string_view digits) {
-  if (digits.size() != 14 || digits.find_first_not_of("0123456789") != std::string_view::npos) return {};
+  if (digits.size() != 14 || !all_digits(digits)) return {};
   const std::chrono::year_month_day date(std::chrono::year(number_at(digits, 0, 4)),
                                          std::chrono::month(static_cast<unsigned>(number_at(digits, 4, 2))),
                                          std::chrono::day(static_cast<unsigned>(number_at(digits, 6, 2))));
