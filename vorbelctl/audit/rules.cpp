@@ -219,8 +219,8 @@ Breach has_the_age(const Ruled& ruled, bool of_this_kind) {
   const Age age = age_of(ruled.record);
   const auto instants = utc_of_local(cell(ruled.record, "executed_at").text);
   const bool fits = std::any_of(instants.begin(), instants.end(), [&](std::int64_t executed_s) {
-    const std::int64_t seconds = ruled.sent_s - executed_s;
-    return seconds >= age.least_s - 1 && seconds <= age.most_s + stall_s;
+    const std::int64_t age_s = ruled.sent_s - executed_s;
+    return age_s >= age.least_s - 1 && age_s <= age.most_s + stall_s;
   });
   if (fits) return {};
   const std::string_view said = cell(ruled.record, "executed_at").text;
