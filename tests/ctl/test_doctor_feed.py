@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import re
 import subprocess
 
 import companion
@@ -58,3 +59,13 @@ def test_what_arrives_is_no_feed(fake, follow):
     assert "is no feed" in found["feed"]["says"]
     assert found["feed"]["type"] == (
         f"{companion.binary()} listen --mcast {fake.doors.group} --port {fake.doors.feed}")
+
+
+def test_a_second_bench_on_the_feed_is_a_problem(launch, pool):
+    """Each alone is as it should be; a handler would get every number twice."""
+    bench = launch("--rate-ms", 50)
+    other = harness.claim_doors(pool)
+    launch("--rate-ms", 50, doors=harness.dataclasses.replace(other, group=bench.doors.group, feed=bench.doors.feed))
+    problems, found = findings(bench.doors)
+    assert problems == ["feed"]
+    assert re.fullmatch(r"\S+:\d+ sends packets of the session beside \S+:\d+", found["feed"]["says"])

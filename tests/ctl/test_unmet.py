@@ -20,6 +20,14 @@ def test_without_a_bench_listen_ends_with_status_3(doors, asked):
     assert f"nothing of the session BTDS000001 came on the feed {doors.group}:{doors.feed}" in errors
 
 
+@pytest.mark.parametrize("asked", [
+    ("listen", "--seconds", 0.3), ("fetch", 1, "--timeout", 0.3), ("watch", "--seconds", 0.3)])
+def test_what_did_not_come_is_an_object_too(doors, asked):
+    status, lines = companion.run_json(doors, *asked)
+    assert (status, lines[-1]["status"]) == (3, 3)
+    assert "nobody answers" in lines[-1]["error"] or "nothing of the session" in lines[-1]["error"]
+
+
 def test_listen_has_a_stated_timeout(doors):
     assert "=10" in companion.run(doors, "listen", "--help")[1].split("--timeout")[1].splitlines()[0]
 
@@ -43,6 +51,16 @@ def test_an_end_of_session_that_does_not_come_is_status_3(fake, follow):
     status, errors = ended(follow, fake, [publisher.numbered(1, 2)], "--until-end", "--timeout", harness.bound(0.5))
     assert status == 3
     assert "vorbelctl: the end of session did not come: the last message was #2, and the feed had been silent for" in errors
+
+
+def test_what_did_not_come_beside_a_loss_has_the_losses_status(fake, follow):
+    listening = follow(fake.doors, "listen", "--json", "--until-end", "--seconds", harness.bound(0.5))
+    companion.wait_until_member(listening, fake.doors)
+    for first in (1, 3):
+        publisher.send(fake, publisher.numbered(first))
+    assert companion.finish(listening) == 1
+    last = companion.objects(listening)[-1]
+    assert last["status"] == 1 and last["error"].startswith("the end of session did not come")
 
 
 def test_a_start_that_the_feed_does_not_reach_is_status_3(fake, follow):

@@ -90,7 +90,9 @@ Finding check_feed(const Options& options, std::uint64_t& latest) {
     while (receiver.joined_at == 0 && vorbeld::monotonic_ms() < until_ms) pump(follower, 50);
     if (receiver.joined_at == 0) return explain_silence(options, receiver, latest != 0);
     latest = receiver.end - 1;
-    return {Verdict::fine, "feed", fmt::format("packets of the session {} arrive", addresses.session), ""};
+    if (const auto second = hear_second_sender(follower, until_ms)) return {Verdict::problem, "feed", *second, ""};
+    return {Verdict::fine, "feed", fmt::format("packets of the session {} arrive, from one sender", addresses.session),
+            ""};
   } catch (const DoorError& problem) {
     return {Verdict::problem, "feed", problem.what(), ""};
   }

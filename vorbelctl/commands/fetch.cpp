@@ -3,9 +3,11 @@
 #include <fmt/core.h>
 
 #include <iostream>
+#include <string>
 #include <vector>
 
 #include "common/clocks.h"
+#include "vorbelctl/commands/ending.h"
 #include "vorbelctl/commands/listing.h"
 #include "vorbelctl/commands/listing_text.h"
 #include "vorbelctl/doors/addresses.h"
@@ -45,11 +47,9 @@ int run_fetch(const Options& options) {
   while (!receiver.gaps.empty() && !follower.requests_refused) print_events(options, pump(follower, 50));
   finish(follower.receiver, vorbeld::monotonic_ms());
   print_events(options, take_events(follower.receiver));
-  const bool nothing_came = receiver.totals.messages == 0;
-  if (follower.requests_refused || nothing_came) {
-    std::cerr << fmt::format("vorbelctl: {}\n", no_retransmission(options.addresses, follower.requests_refused));
-  }
-  if (nothing_came) return nobody_there;
+  const std::string silent = no_retransmission(options.addresses, follower.requests_refused);
+  if (receiver.totals.messages == 0) return end_with(nobody_there, silent, options.json);
+  if (follower.requests_refused) std::cerr << fmt::format("vorbelctl: {}\n", silent);
   return receiver.totals.missing + receiver.totals.altered == 0 ? all_well : something_amiss;
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common/clocks.h"
+#include "vorbelctl/commands/ending.h"
 #include "vorbelctl/commands/listing.h"
 #include "vorbelctl/commands/listing_text.h"
 #include "vorbelctl/doors/addresses.h"
@@ -89,17 +90,13 @@ void print_totals(const Printer& printer, const Receiver& receiver) {
   }
 }
 
-int complain_of_lack(const std::string& lack) {
-  std::cerr << fmt::format("vorbelctl: {}\n", lack);
-  return nobody_there;
-}
-
 // `lack`: what was asked for and did not come.
 int status_of(const Options& options, const Printer& printer, const Receiver& receiver, const std::string& lack) {
-  if (receiver.totals.ours == 0) return complain_of_lack(no_feed(options.addresses));
-  const int unmet = lack.empty() ? all_well : complain_of_lack(lack);
-  if (printer.shown.began_again != 0) return began_again;
-  return is_amiss(printer.shown) ? something_amiss : unmet;
+  if (receiver.totals.ours == 0) return end_with(nobody_there, no_feed(options.addresses), options.json);
+  Status status = lack.empty() ? all_well : nobody_there;
+  if (is_amiss(printer.shown)) status = something_amiss;
+  if (printer.shown.began_again != 0) status = began_again;
+  return lack.empty() ? status : end_with(status, lack, options.json);
 }
 
 Ends ends_of(const ListenOptions& listen) {

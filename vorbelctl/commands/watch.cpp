@@ -9,6 +9,7 @@
 
 #include "common/clocks.h"
 #include "vorbelctl/commands/dashboard.h"
+#include "vorbelctl/commands/ending.h"
 #include "vorbelctl/commands/listing.h"
 #include "vorbelctl/commands/screen.h"
 #include "vorbelctl/doors/addresses.h"
@@ -92,6 +93,14 @@ bool watch_on(Watch& watch, bool json) {
   return !wants_to_quit(*watch.screen);
 }
 
+Status status_of(const Watch& watch, bool nobody) {
+  const ReceiverTotals& totals = watch.follower.receiver.totals;
+  if (watch.progress.heard_ms == 0) return nobody_there;
+  if (totals.began_again != 0) return began_again;
+  if (is_amiss(totals)) return something_amiss;
+  return nobody ? nobody_there : all_well;
+}
+
 }  // namespace
 
 int run_watch(const Options& options) {
@@ -112,16 +121,12 @@ int run_watch(const Options& options) {
     end = end_of(ends, watch.progress, watch.follower.receiver, vorbeld::monotonic_ms());
   }
   watch.screen.reset();
-  const ReceiverTotals& totals = watch.follower.receiver.totals;
   const bool nobody = end == End::silence || watch.progress.heard_ms == 0;
-  if (nobody) {
-    std::cerr << fmt::format("vorbelctl: nobody answers{}; is the bench running, with these ports?\n",
-                             at_no_door(options.addresses));
-  }
-  if (watch.progress.heard_ms == 0) return nobody_there;
-  if (totals.began_again != 0) return began_again;
-  if (is_amiss(totals)) return something_amiss;
-  return nobody ? nobody_there : all_well;
+  const Status status = status_of(watch, nobody);
+  if (!nobody) return status;
+  return end_with(
+      status, fmt::format("nobody answers{}; is the bench running, with these ports?", at_no_door(options.addresses)),
+      options.json);
 }
 
 }  // namespace vorbelctl

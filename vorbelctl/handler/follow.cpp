@@ -60,8 +60,7 @@ std::string second_sender_text(const Event& event) {
   return fmt::format("{} sends packets of the session beside {}", named(event.text), named(event.earlier));
 }
 
-std::optional<std::string> hear_second_sender(Follower& follower, double seconds) {
-  const std::uint64_t until_ms = vorbeld::monotonic_ms() + static_cast<std::uint64_t>(seconds * 1000);
+std::optional<std::string> hear_second_sender(Follower& follower, std::uint64_t until_ms) {
   while (vorbeld::monotonic_ms() < until_ms) {
     for (const Event& event : pump(follower, 50)) {
       if (event.kind == EventKind::second_sender) return second_sender_text(event);

@@ -38,9 +38,10 @@ Follower follow_answers(const Addresses& addresses, ReceiverSettings settings, s
 // "127.0.0.1:40002 sends packets of the session beside 127.0.0.1:40001".
 std::string second_sender_text(const Event& event);
 
-// Listens for `seconds` for a second sender of the session; what is said of it, as above, as soon as there is one. Both
-// must have spoken, so it takes longer than a publisher's longest pause, which is a second. The events are used up.
-std::optional<std::string> hear_second_sender(Follower& follower, double seconds);
+// Listens until then, on the monotonic clock, for a second sender of the session; what is said of it, as above, as soon
+// as there is one. Both must have spoken, so it takes longer than a publisher's longest pause, which is a second. The
+// events are used up.
+std::optional<std::string> hear_second_sender(Follower& follower, std::uint64_t until_ms);
 
 // Waits for packets, at most `timeout_ms` and never longer than the receiver's own timers allow; takes those that wait,
 // sends the request that is due, and returns what happened.
