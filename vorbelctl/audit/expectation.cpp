@@ -45,6 +45,7 @@ constexpr std::array powers_of_ten{1.0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 
 // The value that is left when "%0<width>.<decimals>f" is cut to `width` characters. What does not read then is a value
 // that no message could carry.
 double carried_number(double value, std::size_t width, int decimals) {
+  if (!std::isfinite(value)) return value;  // written out as a word
   // Whatever it is rounded to, it has room then.
   const double room = powers_of_ten[width - static_cast<std::size_t>(decimals) - 1];
   if (value >= 0 && value < room - 1) return value;
@@ -238,8 +239,7 @@ double carried_price(double price) {
 bool agrees(const Cell& expected, const Cell& received, Form form, double tolerance) {
   if (!expected.said || !received.said) return expected.said == received.said;
   if (form != Form::price && form != Form::quantity && form != Form::yield) return expected.text == received.text;
-  if (expected.number == received.number) return true;
-  return std::fabs(expected.number - received.number) < tolerance;
+  return same_number(expected.number, received.number, tolerance);
 }
 
 }  // namespace vorbelctl

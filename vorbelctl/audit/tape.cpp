@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
-
 #include "vorbelctl/audit/eastern_time.h"
 
 namespace vorbelctl {
@@ -76,22 +74,18 @@ struct LineComparison {
   }
 };
 
-bool same_number(const Cell& expected, const Cell& received, double tolerance) {
-  if (expected.text == received.text) return true;
-  if (!std::isfinite(expected.number) || !std::isfinite(received.number)) {
-    return expected.number == received.number || (std::isnan(expected.number) && std::isnan(received.number));
-  }
-  return std::fabs(expected.number - received.number) <= tolerance;
+bool same_amount(const Cell& expected, const Cell& received, double tolerance) {
+  return expected.text == received.text || same_number(expected.number, received.number, tolerance);
 }
 
 void compare_amounts(const LineComparison& comparison, const TapeLine& line, const TruthRecord& trade) {
   const Cell& price = cell(trade, "price");
   const Cell& quantity = cell(trade, "quantity");
-  if (!same_number(price, line.price, 1e-9)) {
+  if (!same_amount(price, line.price, 1e-9)) {
     comparison.differ("price", Source::truth, shown(price.text), shown(line.price.text));
   }
   // Written without decimals, and rounded from more of them than the truth file shows.
-  if (!same_number(quantity, line.quantity, 0.51)) {
+  if (!same_amount(quantity, line.quantity, 0.51)) {
     comparison.differ("quantity", Source::truth, shown(quantity.text), shown(line.quantity.text));
   }
   comparison.same("cap", cap_of(trade), line.cap);

@@ -66,13 +66,16 @@ TEST(CarriedPrice, IsCutAtTheRightOfItsField) {
   EXPECT_EQ(carried_price(9999.9999996), 10000.0) << "rounded first";
 }
 
-TEST(CarriedPrice, OfWhatNoMessageCanCarryIsNoNumber) {
-  EXPECT_TRUE(std::isnan(carried_price(std::numeric_limits<double>::infinity())));
+TEST(CarriedPrice, MayBeInfinite) {
+  constexpr double infinite = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(carried_price(infinite), infinite);
 }
 
 TEST(Agreement, IsOfNumbersWithinTheTolerance) {
   const Cell price{{}, 98.25, true};
   EXPECT_TRUE(agrees(price, {{}, 98.2500004, true}, Form::price, price_tolerance));
+  EXPECT_TRUE(agrees({{}, nan, true}, {{}, nan, true}, Form::quantity, price_tolerance));
+  EXPECT_FALSE(agrees({{}, nan, true}, price, Form::quantity, price_tolerance));
   EXPECT_FALSE(agrees(price, {{}, 98.2500006, true}, Form::price, price_tolerance));
   EXPECT_FALSE(agrees({{}, nan, true}, price, Form::price, price_tolerance));
   EXPECT_FALSE(agrees(price, {{}, nan, true}, Form::price, price_tolerance));
