@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "vorbelctl/audit/eastern_time.h"
+#include "vorbelctl/audit/names.h"
 
 namespace vorbelctl {
 namespace {
@@ -218,12 +219,16 @@ void compare_book(Reconciliation& all, std::uint64_t sequence, const std::string
   BondState& bond = found == all.bonds.end() ? unknown : found->second;
   if (!bond.exact) return;
   ++all.days;
+  ++all.books;
   DayComparison comparison{all, sequence, bond.book_doubt};
   for (const Claim& claim : claims) {
     const auto value = book_value(bond.book, cusip, claim.name);
     if (!value) {
-      note_uncompared(all, "book." + claim.name);
-    } else if (!book_says(*value, claim)) {
+      note_uncompared(all, sequence, std::string(book_prefix) + claim.name);
+      continue;
+    }
+    ++all.book_values;
+    if (!book_says(*value, claim)) {
       differ(comparison, "book." + claim.name, value_text(*value, claim.name), Source::recording, claim_text(claim));
     }
   }

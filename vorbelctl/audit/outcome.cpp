@@ -4,12 +4,14 @@
 
 #include <algorithm>
 
+#include "vorbelctl/audit/names.h"
 #include "vorbelctl/wording/wording.h"
 
 namespace vorbelctl {
 namespace {
 
 constexpr std::size_t most_discrepancies_shown = 20;
+constexpr std::size_t most_names_shown = 20;
 
 std::string row(std::string_view name, std::uint64_t figure, const std::string& remark = "") {
   return fmt::format("  {:<18}{:>12}{}{}\n", name, grouped(figure), remark.empty() ? "" : "   ", remark);
@@ -79,10 +81,39 @@ std::string discrepancy_lines(const Discrepancies& discrepancies) {
   return left == 0 ? text : text + fmt::format("... and {} more\n", grouped(left));
 }
 
+// What was compared is part of the verdict.
+std::string compared_row(const Reconciliation& all) {
+  std::string remark = "fields of messages; " + counted(all.days, "state") + " of a bond's day";
+  if (all.books != 0) remark += fmt::format(", {} of them in books of the handler", grouped(all.books));
+  return row("compared", all.fields, remark);
+}
+
+std::string uncompared_lines(const Reconciliation& all) {
+  std::string text = all.uncompared.empty() ? "" : "\n";
+  for (std::size_t i = 0; i < std::min(all.uncompared.size(), most_names_shown); ++i) {
+    text += uncompared_text(all.uncompared[i]) + "\n";
+  }
+  if (all.uncompared.size() <= most_names_shown) return text;
+  return text + fmt::format("... and {} more names not compared\n", all.uncompared.size() - most_names_shown);
+}
+
 }  // namespace
 
 bool is_equal(const Outcome& outcome) {
   return outcome.audit.reconciliation.discrepancies.total == 0 && missing_in_all(outcome) == 0;
+}
+
+bool compared_nothing(const Outcome& outcome) {
+  const Reconciliation& all = outcome.audit.reconciliation;
+  return outcome.origin == Origin::recording && all.fields == 0 && all.book_values == 0;
+}
+
+std::string only_numbers_text(const Outcome& outcome) {
+  const std::vector<std::string>& names = outcome.audit.reconciliation.uncompared;
+  std::string text = fmt::format(
+      "there are sequence numbers in {} and nothing else that can be compared, so there is no verdict", outcome.where);
+  for (std::size_t i = 0; i < std::min(names.size(), most_names_shown); ++i) text += "; " + uncompared_text(names[i]);
+  return text;
 }
 
 std::uint64_t missing_in_all(const Outcome& outcome) {
@@ -175,10 +206,11 @@ std::string verdict_text(const Outcome& outcome) {
   text += fmt::format("{:35}{}\n", "", kinds_text(audit.counts));
   if (audit.counts.malformed != 0) text += row("malformed messages", audit.counts.malformed);
   text += wire_rows(outcome);
+  text += compared_row(audit.reconciliation);
   text += row(
       "discrepancies", discrepancies.total,
       discrepancies.follow_ups == 0 ? "" : fmt::format("{} more follow from them", grouped(discrepancies.follow_ups)));
-  return text + missing_lines(outcome) + discrepancy_lines(discrepancies);
+  return text + missing_lines(outcome) + discrepancy_lines(discrepancies) + uncompared_lines(audit.reconciliation);
 }
 
 }  // namespace vorbelctl

@@ -29,6 +29,12 @@ struct Outcome {
 // True when every message was there and the same as all that was written about it.
 bool is_equal(const Outcome& outcome);
 
+// True for a recording that holds sequence numbers and nothing that could be compared.
+bool compared_nothing(const Outcome& outcome);
+
+// What there is in such a recording, as a sentence.
+std::string only_numbers_text(const Outcome& outcome);
+
 // Messages that never came, those from before the feed was joined included.
 std::uint64_t missing_in_all(const Outcome& outcome);
 

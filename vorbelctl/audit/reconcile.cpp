@@ -10,6 +10,7 @@
 
 #include "vorbelctl/audit/day.h"
 #include "vorbelctl/audit/eastern_time.h"
+#include "vorbelctl/audit/names.h"
 
 namespace vorbelctl {
 namespace {
@@ -105,7 +106,7 @@ void compare_fields(Step& step, const Expectation& expectation) {
     compare_message(expectation, *step.received->message, compare);
   } else {
     compare_claims(expectation, *step.received->claims, compare,
-                   [&](const std::string& name) { note_uncompared(step.all, name); });
+                   [&](const std::string& name) { note_uncompared(step.all, step.entry.sequence, name); });
   }
 }
 
@@ -224,7 +225,9 @@ void check_cap(Step& step) {
 
 // A message of another kind than the record's has no field in common with it worth comparing.
 void check_kind(Step& step) {
-  if (step.received == nullptr || step.received->row == nullptr || step.received->row == record_of(step).row) return;
+  if (step.received == nullptr || step.received->row == nullptr) return;
+  if (step.received->claims != nullptr) ++step.all.fields;
+  if (step.received->row == record_of(step).row) return;
   differ(step, "event", Source::truth, std::string(record_of(step).row->name), step.received->by,
          std::string(step.received->row->name));
   step.received = nullptr;
@@ -422,10 +425,15 @@ std::optional<Reconciled> reconcile(Reconciliation& all, std::uint64_t sequence,
   return reconciled;
 }
 
-void note_uncompared(Reconciliation& all, const std::string& name) {
+void note_uncompared(Reconciliation& all, std::uint64_t sequence, const std::string& name) {
   if (all.uncompared.size() >= most_names_uncompared) return;
   if (std::find(all.uncompared.begin(), all.uncompared.end(), name) != all.uncompared.end()) return;
   all.uncompared.push_back(name);
+  if (!all.strict) return;
+  const std::string near = near_name(name);
+  note(all.discrepancies,
+       {sequence, name, Source::rule, "a name that can be compared" + (near.empty() ? "" : ": " + near),
+        Source::recording, shown(name)});
 }
 
 void reconcile_rest(Reconciliation& all, std::uint64_t last) {

@@ -51,6 +51,9 @@ struct Reconciliation {
   std::int64_t sent_s = 0;              // UTC; when the message before was sent; 0: not known
   std::uint64_t fields = 0;             // values of messages that were compared
   std::uint64_t days = 0;               // states of a bond's day that were compared
+  std::uint64_t books = 0;              // of these, a handler's books
+  std::uint64_t book_values = 0;        // values of these books that were compared
+  bool strict = false;                  // what nothing can be compared with is a discrepancy
   std::vector<std::string> uncompared;  // names that a handler wrote down and the bench does not have; each once
 };
 
@@ -84,9 +87,9 @@ std::optional<Reconciled> reconcile(Reconciliation& reconciliation, std::uint64_
 // do not fit the day.
 void reconcile_rest(Reconciliation& reconciliation, std::uint64_t last);
 
-// Notes that a handler wrote down something under this name, which nothing can be compared with. At most
-// most_names_uncompared are kept.
-void note_uncompared(Reconciliation& reconciliation, const std::string& name);
+// Notes that a handler wrote down something of this message under this name, which nothing can be compared with. At
+// most most_names_uncompared are kept, each once.
+void note_uncompared(Reconciliation& reconciliation, std::uint64_t sequence, const std::string& name);
 inline constexpr std::size_t most_names_uncompared = 100;
 
 }  // namespace vorbelctl

@@ -9,6 +9,7 @@
 #include "vorbelctl/audit/day.h"
 #include "vorbelctl/audit/json_claims.h"
 #include "vorbelctl/audit/line_reader.h"
+#include "vorbelctl/audit/names.h"
 
 namespace vorbelctl {
 namespace {
@@ -52,7 +53,6 @@ void take_sequence(Entry& entry, const Claim& claim) {
 }
 
 Entry sort_claims(Claims&& claims) {
-  constexpr std::string_view book_prefix = "book.";
   Entry entry;
   bool of_a_message = true;
   for (Claim& claim : claims) {

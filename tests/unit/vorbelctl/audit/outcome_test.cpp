@@ -130,6 +130,7 @@ TEST(VerdictText, IsATableOfFigures) {
       "  duplicates                   0\n"
       "  out of order                 0\n"
       "  heartbeats                   5\n"
+      "  compared                     0   fields of messages; 0 states of a bond's day\n"
       "  discrepancies                0\n");
 }
 
@@ -204,7 +205,8 @@ TEST(VerdictJson, HoldsEveryKeyItPromises) {
       R"("malformed_messages":0,"lost":0,"recovered":0,"missing":0,"out_of_order":0,"duplicates":0,"altered":0,"fetched":0,)"
       R"("gaps":0,"longest_gap_ms":0,"faults":0,"heartbeats":5,"end_of_sessions":0,"packets":2000,)"
       R"("malformed_packets":0,"foreign_packets":0,"requests":0,"truth_records":0,"marks":0,"tape_lines":0,)"
-      R"("bonds":0,"fields_compared":0,"days_compared":0,"not_compared":[],"discrepancies":0,"follow_ups":0,)"
+      R"("bonds":0,"fields_compared":0,"days_compared":0,"books_compared":0,"not_compared":[],"did_you_mean":{},)"
+      R"("discrepancies":0,"follow_ups":0,)"
       R"("first_wrong":null,"missing_ranges":[],"discrepancy_list":[],"books":[]})");
 }
 
