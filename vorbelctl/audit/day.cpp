@@ -196,6 +196,21 @@ std::string value_text(const BookValue& value, std::string_view name) {
 
 }  // namespace
 
+bool makes_day(const Book& book, const Message& trade, const TruthRecord& record) {
+  double high = price_of(book.day.high);
+  double low = price_of(book.day.low);
+  const double price = number(trade, "price");
+  const bool counts = is_last_sale(trade, own_terms);
+  if (counts && (!book.day.high || price > high)) high = price;
+  if (counts && (!book.day.low || price < low)) low = price;
+  const auto says = [&](RecordId name, double counted) {
+    return same_number(carried_price(cell(record, name).number), counted, price_tolerance);
+  };
+  // A trade that was executed before the last sale leaves that as it is.
+  return says("day_high", high) && says("day_low", low) &&
+         (says("day_last", price_of(book.day.last)) || (counts && says("day_last", price)));
+}
+
 void compare_day(Reconciliation& all, BondState& bond, const DayOf& day) {
   const Kind kind = day.record.row->kind;
   bond.book.symbol = text(day.expectation.message, "symbol");

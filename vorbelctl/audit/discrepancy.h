@@ -55,6 +55,7 @@ struct Discrepancies {
   std::uint64_t follow_ups = 0;
   std::vector<Discrepancy> listed;   // the first that were noted, at most most_discrepancies_listed
   std::optional<Discrepancy> first;  // of those with the lowest sequence number, the one noted first
+  bool first_is_listed = true;       // false: the list was full by then
 };
 
 Cause note(Discrepancies& discrepancies, Discrepancy discrepancy);

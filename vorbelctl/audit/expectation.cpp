@@ -189,6 +189,10 @@ void expect_records(Expectation& expectation, const TruthRecord& record, const T
   }
 }
 
+void expect_amended(Expectation& expectation, const TruthRecord& original) {
+  expect_text(expectation, "original_id", Source::truth, carried_id(cell(original, "trade_id").text));
+}
+
 void expect_original_terms(Expectation& expectation, const TruthRecord& original) {
   expect_terms(expectation, original, true);
 }

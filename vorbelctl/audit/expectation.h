@@ -50,6 +50,9 @@ void expect_nothing(Expectation& expectation, FieldId field, Source source);  //
 // Everything that the records tell. `original` is that of the trade that a cancel or correction amends.
 void expect_records(Expectation& expectation, const TruthRecord& record, const TruthRecord* original);
 
+// The trade that a cancel or correction amends is this one, whatever was said of its id.
+void expect_amended(Expectation& expectation, const TruthRecord& original);
+
 // The terms of the original trade alone.
 void expect_original_terms(Expectation& expectation, const TruthRecord& original);
 

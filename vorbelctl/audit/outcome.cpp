@@ -142,6 +142,7 @@ std::vector<const Discrepancy*> in_order(const Discrepancies& discrepancies) {
   std::vector<const Discrepancy*> list;
   list.reserve(discrepancies.listed.size());
   for (const Discrepancy& each : discrepancies.listed) list.push_back(&each);
+  if (discrepancies.first && !discrepancies.first_is_listed) list.push_back(&*discrepancies.first);
   std::stable_sort(list.begin(), list.end(), [](const auto* a, const auto* b) { return a->sequence < b->sequence; });
   return list;
 }

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <bitset>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -32,12 +33,13 @@ struct Original {
 struct Step {
   Reconciliation& all;
   const TruthEntry& entry;
-  const Received* received;                 // null: nothing came, or a message of another kind than the record
-  std::optional<std::uint64_t> taped_ms{};  // wall clock at which the tape line was written
-  const TapeLine* tape = nullptr;           // the trade's; null: there is none that reads
-  const Original* original = nullptr;       // of a cancel or a correction, once it is found
-  std::int64_t sent_s = 0;                  // UTC; 0: not known
-  std::optional<Cause> cause{};             // what the first discrepancy of this message was
+  const Received* received;                          // null: nothing came, or a message of another kind than the record
+  std::optional<std::uint64_t> taped_ms{};           // wall clock at which the tape line was written
+  const TapeLine* tape = nullptr;                    // the trade's; null: there is none that reads
+  const Original* original = nullptr;                // of a cancel or a correction, once it is found
+  std::int64_t sent_s = 0;                           // UTC; 0: not known
+  std::optional<Cause> cause{};                      // what the first discrepancy of this message was
+  std::bitset<vorbeld::field_names.size()> wrong{};  // the fields that differ
 };
 
 const TruthRecord& record_of(const Step& step) {
@@ -93,14 +95,32 @@ void compare_claims(const Expectation& expectation, const Claims& claims, const 
   }
 }
 
+// Why the terms of the trade that is amended are not to be believed; nothing where they are.
+std::optional<Cause> doubt_of_original(Step& step) {
+  if (step.original == nullptr || !indexed_trade(step.all.truth, step.original->number)->doubted) return {};
+  const auto found = step.all.doubts.find(step.original->number);
+  return found == step.all.doubts.end() ? Cause{} : found->second;
+}
+
+// The field is wrong: by itself, or because the trade that is amended was.
+void differ_in_field(Step& step, const Expectation& expectation, const MessageField& field, std::string received) {
+  step.wrong.set(field.id);
+  const auto doubt = field.group == Group::original_terms ? doubt_of_original(step) : std::nullopt;
+  if (doubt) {
+    note_follow_up(step.all.discrepancies, *doubt);
+    if (!step.cause) step.cause = doubt;
+    return;
+  }
+  differ(step, std::string(field.name), expectation.sources[field.id],
+         cell_text(expectation.message.cells[field.id], field.form), step.received->by, std::move(received));
+}
+
 // Compares the fields that were received and notes those that differ, but for those of the bond's day.
 void compare_fields(Step& step, const Expectation& expectation) {
   const auto compare = [&](const MessageField& field, bool agreed, const auto& received) {
     if (field.group == Group::day) return;
     ++step.all.fields;
-    if (agreed) return;
-    differ(step, std::string(field.name), expectation.sources[field.id],
-           cell_text(expectation.message.cells[field.id], field.form), step.received->by, received());
+    if (!agreed) differ_in_field(step, expectation, field, received());
   };
   if (step.received->message != nullptr) {
     compare_message(expectation, *step.received->message, compare);
@@ -233,6 +253,13 @@ void check_kind(Step& step) {
   step.received = nullptr;
 }
 
+// The record of the trade indexed last is not to be believed.
+void doubt_trade(const Step& step) {
+  Truth& truth = step.all.truth;
+  truth.trades.back().doubted = true;
+  if (step.cause->place < most_discrepancies_listed) step.all.doubts[truth.trades.size()] = *step.cause;
+}
+
 void index_record(Step& step) {
   const TruthRecord& record = record_of(step);
   if (!brings_trade(record.row->kind)) return;
@@ -242,6 +269,8 @@ void index_record(Step& step) {
     std::from_chars(date.data(), date.data() + date.size(), sent_date);
   }
   index_trade(step.all.truth, trade_number(cell(record, "trade_id").text), sent_date);
+  const bool by_message = step.received != nullptr && step.received->message != nullptr;
+  if (step.cause && by_message) doubt_trade(step);
 }
 
 // Where the record is lost, the message alone tells what became of its bond. So one loss is one discrepancy, and not
@@ -284,8 +313,9 @@ void hold_to_rules(Step& step, BondState* bond) {
   const TruthRecord& record = record_of(step);
   Ruled ruled{step.entry.sequence, record};
   expect_in_row(all.rules, ruled.sequence);
+  ruled.doubted = step.cause.has_value();
   if (step.original != nullptr) {
-    ruled.original = &step.original->entry.record;
+    if (!doubt_of_original(step)) ruled.original = &step.original->entry.record;
     ruled.original_trade = step.original->number;
   }
   if (brings_trade(record.row->kind)) ruled.trade = trade_number(cell(record, "trade_id").text);
@@ -308,6 +338,18 @@ void spread_doubt(BondState& bond, const Step& step) {
   if (!step.cause) return;
   if (!bond.doubt) bond.doubt = step.cause;
   if (!bond.book_doubt) bond.book_doubt = step.cause;
+}
+
+// Where record and message differ, the expected message goes on, unless the record's own summary of the day tells that
+// the message was right.
+const Message& message_to_count(const Step& step, const BondState& bond, const Expectation& expectation) {
+  if (step.received == nullptr || step.received->message == nullptr) return expectation.message;
+  const Message& message = *step.received->message;
+  if (!step.cause) return message;
+  const TruthRecord& record = record_of(step);
+  const bool believed = record.row->kind == Kind::trade && makes_day(bond.book, message, record) &&
+                        !makes_day(bond.book, expectation.message, record);
+  return believed ? message : expectation.message;
 }
 
 void reconcile_record(Step& step, Reconciled& reconciled) {
@@ -336,14 +378,14 @@ void reconcile_record(Step& step, Reconciled& reconciled) {
     if (step.original != nullptr) expect_original_date(step, expectation);
     compare_fields(step, expectation);
   }
+  // The trade that is meant leaves the book, whatever the record calls it.
+  if (step.original != nullptr) expect_amended(expectation, step.original->entry.record);
   hold_to_rules(step, bond);
   reconciled.last_sale = brings_trade(kind) && is_last_sale(expectation.message, own_terms);
   if (bond != nullptr) {
     spread_doubt(*bond, step);
-    const bool good = step.received != nullptr && step.received->message != nullptr && !step.cause;
     compare_day(step.all, *bond,
-                {step.entry.sequence, record, step.received, expectation,
-                 good ? *step.received->message : expectation.message});
+                {step.entry.sequence, record, step.received, expectation, message_to_count(step, *bond, expectation)});
   }
   check_cap(step);
   index_record(step);
@@ -352,6 +394,19 @@ void reconcile_record(Step& step, Reconciled& reconciled) {
 void move_found(std::vector<Discrepancy>& found, Discrepancies& discrepancies) {
   for (Discrepancy& discrepancy : found) note(discrepancies, std::move(discrepancy));
   found.clear();
+}
+
+// What the tape says otherwise than the record: where the message says so too, that is one discrepancy.
+void note_tape(const Step& step, std::vector<Discrepancy>& found) {
+  for (Discrepancy& discrepancy : found) {
+    const auto field = field_of_tape(discrepancy.field);
+    if (field && step.wrong.test(field->id)) {
+      note_follow_up(step.all.discrepancies, *step.cause);
+      doubt_trade(step);
+    } else {
+      note(step.all.discrepancies, std::move(discrepancy));
+    }
+  }
 }
 
 // Reconciles the record at hand; false while its tape line is not there.
@@ -386,7 +441,7 @@ bool reconcile_entry(Reconciliation& all, const Received* received, bool no_more
          {entry.sequence, "tape.seq", Source::truth, std::to_string(entry.sequence), Source::tape, "no line"});
   }
   reconcile_record(step, reconciled);
-  move_found(of_tape, all.discrepancies);
+  note_tape(step, of_tape);
   if (step.sent_s != 0) all.sent_s = step.sent_s;
   reconciled.sent_s = step.sent_s;
   reconciled.taped_ms = step.taped_ms.value_or(0);

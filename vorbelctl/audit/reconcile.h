@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "common/text.h"
@@ -46,14 +47,16 @@ struct Reconciliation {
   Tape tape;
   Discrepancies discrepancies;
   Rules rules;
-  Wire wire;                            // hears the packets where there are any
-  vorbeld::TextMap<BondState> bonds;    // by CUSIP as the truth file has it; one for every bond of the run
-  std::int64_t sent_s = 0;              // UTC; when the message before was sent; 0: not known
-  std::uint64_t fields = 0;             // values of messages that were compared
-  std::uint64_t days = 0;               // states of a bond's day that were compared
-  std::uint64_t books = 0;              // of these, a handler's books
-  std::uint64_t book_values = 0;        // values of these books that were compared
-  bool strict = false;                  // what nothing can be compared with is a discrepancy
+  Wire wire;                                        // hears the packets where there are any
+  vorbeld::TextMap<BondState> bonds;                // by CUSIP as the truth file has it; one for every bond of the run
+  std::unordered_map<std::uint64_t, Cause> doubts;  // by the number of a trade whose record and message differ; those
+                                                    // of which the cause is listed
+  std::int64_t sent_s = 0;                          // UTC; when the message before was sent; 0: not known
+  std::uint64_t fields = 0;                         // values of messages that were compared
+  std::uint64_t days = 0;                           // states of a bond's day that were compared
+  std::uint64_t books = 0;                          // of these, a handler's books
+  std::uint64_t book_values = 0;                    // values of these books that were compared
+  bool strict = false;                              // what nothing can be compared with is a discrepancy
   std::vector<std::string> uncompared;  // names that a handler wrote down and the bench does not have; each once
 };
 

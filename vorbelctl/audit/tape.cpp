@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
+
 #include "vorbelctl/audit/eastern_time.h"
 
 namespace vorbelctl {
@@ -138,6 +141,27 @@ void pass_rest(Tape& tape, std::uint64_t last) {
     if (tape.line.sequence > last) return;
     pass_over(tape);
   }
+}
+
+std::optional<FieldId> field_of_tape(std::string_view name) {
+  struct Row {
+    std::string_view name;
+    FieldId field;
+  };
+  static constexpr std::array rows{Row{"tape.cusip", "cusip"},
+                                   Row{"tape.symbol", "symbol"},
+                                   Row{"tape.price", "price"},
+                                   Row{"tape.quantity", "quantity"},
+                                   Row{"tape.cap", "quantity"},
+                                   Row{"tape.side", "side"},
+                                   Row{"tape.reporting_party", "reporting_party"},
+                                   Row{"tape.contra_party", "contra_party"},
+                                   Row{"tape.exec_ts_ms", "executed_at"},
+                                   Row{"tape.settle", "settlement"},
+                                   Row{"tape.trade_id", "trade_id"},
+                                   Row{"tape.where", "ats"}};
+  const auto* const row = std::find_if(rows.begin(), rows.end(), [&](const Row& each) { return each.name == name; });
+  return row == rows.end() ? std::nullopt : std::optional(row->field);
 }
 
 std::optional<std::uint64_t> compare_line(Tape& tape, std::uint64_t sequence, const TruthRecord& trade,

@@ -44,6 +44,10 @@ Presence reach_line(Tape& tape, std::uint64_t sequence, std::string_view trade_i
 // none.
 void pass_rest(Tape& tape, std::uint64_t last);
 
+// The field of the trade's message that says the same as this one of its line, "tape.price" or so; nothing where none
+// does.
+std::optional<FieldId> field_of_tape(std::string_view name);
+
 // Compares `line`, which is the trade's, with the trade's record, and takes it off the tape. Returns the wall-clock
 // time at which it was written, when it can be believed.
 std::optional<std::uint64_t> compare_line(Tape& tape, std::uint64_t sequence, const TruthRecord& trade,

@@ -186,7 +186,7 @@ TEST(Reconciliation, SeesWhereTheRecordIsWrong) {
     const char* wrong;
   };
   for (const Case& each : {
-           Case{3, "\"side\":\"B\"", "\"side\":\"S\"", "#3 side: truth S, message B"},
+           Case{3, "\"side\":\"B\"", "\"side\":\"S\"", "#3 side: truth S, message B (2 follow)"},
            Case{8, "control", "halt", "#8 event: record control, truth halt"},
            Case{8, "\"type\":\"C\"", "\"type\":\"X\"", "#8 type: truth X, message C"},
            Case{5, "0000003", "0000004", "#5 trade_id: order 0000003, truth 0000004"},
