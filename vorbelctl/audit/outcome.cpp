@@ -177,7 +177,8 @@ std::string reconciled_sentence(const Outcome& outcome) {
 
 std::string verdict_sentence(const Outcome& outcome) {
   std::string sentence;
-  for (const std::string& before : {outcome.audit.restart, outcome.audit.second_sender, outcome.unfinished}) {
+  for (const std::string& before :
+       {outcome.audit.restart, outcome.audit.second_sender, outcome.unfinished, outcome.audit.likely}) {
     if (!before.empty()) sentence += before + "; ";
   }
   return sentence + reconciled_sentence(outcome);

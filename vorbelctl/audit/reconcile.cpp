@@ -40,6 +40,7 @@ struct Step {
   std::int64_t sent_s = 0;                           // UTC; 0: not known
   std::optional<Cause> cause{};                      // what the first discrepancy of this message was
   std::bitset<vorbeld::field_names.size()> wrong{};  // the fields that differ
+  bool is_other = false;                             // a handler's line is that of another trade
 };
 
 const TruthRecord& record_of(const Step& step) {
@@ -102,9 +103,54 @@ std::optional<Cause> doubt_of_original(Step& step) {
   return found == step.all.doubts.end() ? Cause{} : found->second;
 }
 
+// What of a handler's line fits a record, as far as the record alone tells.
+struct FitCount {
+  bool all = true;          // everything
+  bool names_it = false;    // the trade's id, or the amended trade's
+  bool tells_type = false;  // the type
+};
+
+FitCount count_fitting(const TruthRecord& record, const Claims& claims) {
+  Expectation expectation;
+  expect_records(expectation, record, nullptr);
+  expectation.known[FieldId("reversed_date").id] = false;
+  if (record.row->kind == Kind::cancel) {  // which does not name its bond
+    for (const FieldId field : {FieldId("symbol"), FieldId("cusip")}) expectation.known[field.id] = false;
+  }
+  FitCount count;
+  const auto compare = [&](const MessageField& field, bool agreed, const auto& /*received*/) {
+    if (field.group == Group::day) return;
+    count.all = count.all && agreed;
+    const bool names = field.id == FieldId("trade_id").id || field.id == FieldId("original_id").id;
+    count.names_it = count.names_it || (names && agreed && expectation.message.cells[field.id].said);
+    count.tells_type = count.tells_type || field.id == FieldId("type").id;
+  };
+  compare_claims(expectation, claims, compare, [](const std::string& /*name*/) {});
+  return count;
+}
+
+// Whether a handler's line holds all of another trade, which it names: then that is what is wrong.
+void look_for_other_trade(Step& step, const Expectation& expectation) {
+  const FieldId trade_id("trade_id");
+  if (step.received->claims == nullptr || !expectation.known[trade_id.id]) return;
+  const auto said = received_text(step.received, trade_id);
+  const std::string_view expected = expectation.message.cells[trade_id.id].text;
+  TruthEntry other;
+  step.is_other = said && *said != expected && find_trade(step.all.truth, trade_number(*said), other) &&
+                  count_fitting(other.record, *step.received->claims).all;
+  if (step.is_other) {
+    differ(step, "trade_id", expectation.sources[trade_id.id], shown(expected), step.received->by, shown(*said));
+  }
+}
+
 // The field is wrong: by itself, or because the trade that is amended was.
 void differ_in_field(Step& step, const Expectation& expectation, const MessageField& field, std::string received) {
   step.wrong.set(field.id);
+  if (!step.cause) look_for_other_trade(step, expectation);
+  if (step.is_other) {
+    if (field.id != FieldId("trade_id").id) note_follow_up(step.all.discrepancies, *step.cause);
+    return;
+  }
   const auto doubt = field.group == Group::original_terms ? doubt_of_original(step) : std::nullopt;
   if (doubt) {
     note_follow_up(step.all.discrepancies, *doubt);
@@ -478,6 +524,16 @@ std::optional<Reconciled> reconcile(Reconciliation& all, std::uint64_t sequence,
   Reconciled reconciled;
   reconciled.sequence = sequence;
   return reconciled;
+}
+
+Fit fit_to_record(Reconciliation& all, std::uint64_t sequence, const Received& received) {
+  if (!reach_entry(all.truth, false) || all.truth.entry.sequence != sequence) return Fit::none;
+  const TruthRecord& record = all.truth.entry.record;
+  if (!all.truth.entry.wrong_key.empty() || (received.row != nullptr && received.row != record.row)) return Fit::none;
+  const FitCount fit = count_fitting(record, *received.claims);
+  if (fit.names_it) return Fit::surely;
+  if (!fit.all) return Fit::none;
+  return record.row->kind == Kind::control && fit.tells_type ? Fit::surely : Fit::likely;
 }
 
 void note_uncompared(Reconciliation& all, std::uint64_t sequence, const std::string& name) {

@@ -86,6 +86,17 @@ void open_files(Reconciliation& reconciliation, const std::string& truth, const 
 std::optional<Reconciled> reconcile(Reconciliation& reconciliation, std::uint64_t sequence, const Received* received,
                                     bool no_more, std::optional<Cause> cause = {});
 
+// How well what a handler wrote down fits a record.
+enum class Fit : std::uint8_t {
+  none,    // it says something else
+  likely,  // it says nothing else, and no more than other messages do
+  surely   // it tells the trade, or the control message, and no other does
+};
+
+// How well it fits the record of the message `sequence`, which must be the next one to be reconciled; none where that
+// is not there. Nothing is noted.
+Fit fit_to_record(Reconciliation& reconciliation, std::uint64_t sequence, const Received& received);
+
 // To be called once every message up to `last` is reconciled: notes what the tape has beside them, and which heartbeats
 // do not fit the day.
 void reconcile_rest(Reconciliation& reconciliation, std::uint64_t last);

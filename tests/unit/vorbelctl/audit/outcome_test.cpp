@@ -199,7 +199,7 @@ TEST(VerdictJson, HoldsEveryKeyItPromises) {
       verdict_json(*outcome),
       R"({"verdict":"equal","sentence":"1,234 messages equal to their truth records and the tape",)"
       R"("origin":"feed","where":"233.252.0.3:28977","session":"BTDS000001","truth":"truth.jsonl",)"
-      R"("tape":"tape.jsonl","ended_by":"end of session","unfinished":null,"restart":null,"second_sender":null,)"
+      R"("tape":"tape.jsonl","ended_by":"end of session","unfinished":null,"restart":null,"likely":null,"second_sender":null,)"
       R"("seconds":12.345,"first":1,"last":1234,"joined":1,)"
       R"("messages":1234,"trades":1200,"cancels":20,"corrections":10,"halts":1,"summaries":1,"controls":2,)"
       R"("malformed_messages":0,"lost":0,"recovered":0,"missing":0,"out_of_order":0,"duplicates":0,"altered":0,"fetched":0,)"
