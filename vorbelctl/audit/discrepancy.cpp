@@ -38,6 +38,7 @@ std::string_view source_name(Source source) {
 
 Cause note(Discrepancies& discrepancies, Discrepancy discrepancy) {
   ++discrepancies.total;
+  count_wrong_field(discrepancies.fields, discrepancy.field, discrepancy.expected, discrepancy.received);
   const Cause cause{discrepancies.listed.size()};
   if (!discrepancies.first || discrepancy.sequence < discrepancies.first->sequence) {
     discrepancies.first = discrepancy;

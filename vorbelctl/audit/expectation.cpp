@@ -206,8 +206,9 @@ void expect_names(Expectation& expectation, BondNames& names, std::optional<std:
   if (description && !names.description && names_agree(*description, text(expectation.message, "symbol"), known)) {
     names.description = std::string(*description);
   }
-  expect_text(expectation, "description", Source::earlier,
-              names.description ? std::string_view(*names.description) : std::string_view());
+  // Until one is believed, no more is known than how it begins.
+  expectation.scratch[4] = names.description ? *names.description : names.short_name.value_or("") + " ...";
+  expect_text(expectation, "description", Source::earlier, expectation.scratch[4]);
 }
 
 std::int64_t expect_sent_at(Expectation& expectation, std::string_view said, const SendWindow& window) {
@@ -217,8 +218,9 @@ std::int64_t expect_sent_at(Expectation& expectation, std::string_view said, con
   });
   const bool fits = sent != instants.end();
   if (kind_of(expectation.message) != Kind::halt) {
-    expectation.scratch[1] =
-        fits ? std::string(said) : local_date_time(std::min(window.latest_s, window.earliest_s + 1));
+    const std::int64_t likely_s =
+        std::max(window.earliest_s, window.likely_s == 0 ? window.earliest_s + 1 : window.likely_s);
+    expectation.scratch[1] = fits ? std::string(said) : local_date_time(std::min(window.latest_s, likely_s));
     expect_text(expectation, "sent_at", Source::order, expectation.scratch[1]);
   }
   if (fits) return *sent;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 
 #include "vorbelctl/audit/names.h"
 #include "vorbelctl/wording/wording.h"
@@ -60,10 +61,21 @@ std::string side(Source source, const std::string& value) {
   return fmt::format("{} {}", source_name(source), value);
 }
 
+// Where there are more than can be shown, no field keeps the others from sight.
+void leave_to_others(std::vector<const Discrepancy*>& list) {
+  constexpr std::uint64_t most_of_a_field = 5;
+  std::map<std::string_view, std::uint64_t> counts;
+  for (const Discrepancy* const each : list) counts[each->field] = 0;
+  if (list.size() > most_discrepancies_shown && counts.size() > 1) {
+    std::erase_if(list, [&](const Discrepancy* each) { return ++counts[each->field] > most_of_a_field; });
+  }
+  list.resize(std::min(list.size(), most_discrepancies_shown));
+}
+
 std::string discrepancy_lines(const Discrepancies& discrepancies) {
   std::vector<const Discrepancy*> shown = in_order(discrepancies);
   if (shown.empty()) return "";
-  shown.resize(std::min(shown.size(), most_discrepancies_shown));
+  leave_to_others(shown);
   std::size_t field_width = 0;
   std::size_t side_width = 0;
   for (const Discrepancy* const each : shown) {
@@ -124,6 +136,12 @@ std::uint64_t lost_on_wire(const Outcome& outcome) {
   return outcome.audit.counts.recovered + outcome.audit.counts.missing;
 }
 
+std::string likely_text(const Outcome& outcome) {
+  const Audit& audit = outcome.audit;
+  if (!audit.likely.empty()) return audit.likely;
+  return likely_reason(audit.reconciliation.discrepancies.fields, audit.counts.messages);
+}
+
 std::optional<Discrepancy> first_wrong(const Outcome& outcome) {
   std::optional<Discrepancy> first = outcome.audit.reconciliation.discrepancies.first;
   const auto& missing = outcome.audit.missing;
@@ -178,7 +196,7 @@ std::string reconciled_sentence(const Outcome& outcome) {
 std::string verdict_sentence(const Outcome& outcome) {
   std::string sentence;
   for (const std::string& before :
-       {outcome.audit.restart, outcome.audit.second_sender, outcome.unfinished, outcome.audit.likely}) {
+       {outcome.audit.restart, outcome.audit.second_sender, outcome.unfinished, likely_text(outcome)}) {
     if (!before.empty()) sentence += before + "; ";
   }
   return sentence + reconciled_sentence(outcome);

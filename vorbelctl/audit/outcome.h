@@ -41,6 +41,9 @@ std::uint64_t missing_in_all(const Outcome& outcome);
 // Messages that the feed did not carry to us, whether they were recovered or not.
 std::uint64_t lost_on_wire(const Outcome& outcome);
 
+// The likely reason of most that is wrong, as a sentence; empty: none is known.
+std::string likely_text(const Outcome& outcome);
+
 // The lowest sequence number with which something is wrong, and what; nothing when all is equal.
 std::optional<Discrepancy> first_wrong(const Outcome& outcome);
 

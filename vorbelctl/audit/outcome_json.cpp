@@ -124,7 +124,7 @@ std::string verdict_json(const Outcome& outcome) {
   json["ended_by"] = outcome.ended_by;
   json["unfinished"] = text_or_null(outcome.unfinished);
   json["restart"] = text_or_null(audit.restart);
-  json["likely"] = text_or_null(audit.likely);
+  json["likely"] = text_or_null(likely_text(outcome));
   json["second_sender"] = text_or_null(audit.second_sender);
   json["seconds"] = static_cast<double>(outcome.lasted_ms) / 1000;
   json["first"] = std::max<std::uint64_t>(audit.from, 1);

@@ -230,14 +230,20 @@ void take_original(Step& step, Original& original) {
 // A message is sent no earlier than the one before it, and no later than it was received or written down.
 SendWindow send_window(const Step& step) {
   // Clocks that are slewed may repeat a second.
-  SendWindow window{step.all.sent_s - 1, std::numeric_limits<std::int64_t>::max()};
-  if (step.received->until_ms != 0) {
-    window.latest_s = static_cast<std::int64_t>(step.received->until_ms / 1000) + clock_slack_s;
-  }
+  SendWindow window{step.all.sent_s - 1, std::numeric_limits<std::int64_t>::max(), step.all.sent_s};
+  const auto until_s = static_cast<std::int64_t>(step.received->until_ms / 1000);
+  if (until_s != 0) window.latest_s = until_s + clock_slack_s;
+  if (until_s != 0 && window.likely_s == 0) window.likely_s = until_s;
   if (step.taped_ms) {
     const auto taped_s = static_cast<std::int64_t>(*step.taped_ms / 1000);
     window.latest_s = std::min(window.latest_s, taped_s);
     window.earliest_s = std::max(window.earliest_s, taped_s - clock_slack_s);
+    window.likely_s = taped_s;
+  } else if (step.all.sent_s == 0 && step.all.has_tape) {
+    // Nothing was heard before, but what is sent first is sent before the first trade is written down.
+    const auto first_s = static_cast<std::int64_t>(peek_written_ms(step.all.tape) / 1000);
+    if (first_s != 0) window.latest_s = std::min(window.latest_s, first_s);
+    if (first_s != 0) window.likely_s = first_s;
   }
   return window;
 }
@@ -249,8 +255,22 @@ std::int64_t sent_by_files(const Step& step) {
   return by_record.empty() ? 0 : by_record.front();
 }
 
+// How long after its sending the trade was written down.
+void watch_lag(Step& step, std::string_view said) {
+  const auto instants = utc_of_local(said);
+  if (instants.size() != 1) return;
+  Lag& lag = step.all.lag;
+  const std::int64_t seconds = static_cast<std::int64_t>(*step.taped_ms / 1000) - instants.front();
+  if (lag.trades == 0)
+    lag.first = {step.entry.sequence, "sent_at", Source::tape, "", step.received->by, std::string(said)};
+  if (lag.trades == 0) lag.first_taped_s = static_cast<std::int64_t>(*step.taped_ms / 1000);
+  if (lag.trades == 0 || seconds < lag.least_s) lag.least_s = seconds;
+  ++lag.trades;
+}
+
 void expect_times(Step& step, Expectation& expectation) {
   const auto said = received_text(step.received, "sent_at");
+  if (said && step.taped_ms) watch_lag(step, *said);
   step.sent_s = said ? expect_sent_at(expectation, *said, send_window(step)) : sent_by_files(step);
   expect_reversed_date(expectation, received_text(step.received, "reversed_date"), step.sent_s);
 }
@@ -547,7 +567,22 @@ void note_uncompared(Reconciliation& all, std::uint64_t sequence, const std::str
         Source::recording, shown(name)});
 }
 
+// A trade is written down as soon as it is sent. Where every one of many is written down seconds later, it is the time
+// of sending that is behind.
+void hold_to_lag(Reconciliation& all) {
+  constexpr std::uint64_t enough = 20;
+  const bool too_long = all.lag.trades >= enough && all.lag.least_s > 1 && all.lag.least_s <= clock_slack_s;
+  if (!too_long) return;
+  all.lag.first.expected = local_date_time(all.lag.first_taped_s);
+  const Cause cause = note(all.discrepancies, all.lag.first);
+  for (std::uint64_t i = 1; i < all.lag.trades; ++i) {
+    note_follow_up(all.discrepancies, cause);
+    count_wrong_field(all.discrepancies.fields, "sent_at", all.lag.first.expected, all.lag.first.received);
+  }
+}
+
 void reconcile_rest(Reconciliation& all, std::uint64_t last) {
+  hold_to_lag(all);
   if (all.rules.whole) hold_heartbeats(all.wire, all.rules.closed_by, last, all.discrepancies);
   if (!all.has_tape) return;
   pass_rest(all.tape, last);

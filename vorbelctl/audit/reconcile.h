@@ -41,12 +41,21 @@ struct BondState {
   std::optional<Cause> book_doubt;  // the same of the handler's book
 };
 
+// How long after their sending trades were written down on the tape.
+struct Lag {
+  std::uint64_t trades = 0;
+  std::int64_t least_s = 0;
+  std::int64_t first_taped_s = 0;  // UTC; of the first trade
+  Discrepancy first;               // to be noted where all of them are late
+};
+
 struct Reconciliation {
   Truth truth;
   bool has_tape = false;
   Tape tape;
   Discrepancies discrepancies;
   Rules rules;
+  Lag lag;
   Wire wire;                                        // hears the packets where there are any
   vorbeld::TextMap<BondState> bonds;                // by CUSIP as the truth file has it; one for every bond of the run
   std::unordered_map<std::uint64_t, Cause> doubts;  // by the number of a trade whose record and message differ; those

@@ -130,6 +130,11 @@ Presence reach_line(Tape& tape, std::uint64_t sequence, std::string_view trade_i
   }
 }
 
+std::uint64_t peek_written_ms(Tape& tape) {
+  const bool there = tape.there || read_next(tape, false);
+  return there && tape.wrong_key.empty() && lag_fits(tape.line) ? tape.line.written_ms : 0;
+}
+
 void pass_rest(Tape& tape, std::uint64_t last) {
   while (tape.there || read_next(tape, false)) {
     if (!tape.wrong_key.empty()) {

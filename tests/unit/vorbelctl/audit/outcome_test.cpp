@@ -159,6 +159,19 @@ TEST(VerdictText, IsCutAtTwentyDiscrepancies) {
   EXPECT_TRUE(holds(text, "... and 1,480 more\n"));
 }
 
+TEST(VerdictText, ShowsFewOfAFieldThatWouldHideTheOthers) {
+  const auto outcome = equal_outcome();
+  for (std::uint64_t i = 1; i <= 1500; ++i) add_discrepancy(*outcome, i % 999 + 1);
+  note(outcome->audit.reconciliation.discrepancies, {900, "side", Source::truth, "B", Source::message, "S", 0});
+  EXPECT_FALSE(holds(verdict_text(*outcome), "#900 ")) << "it is not listed";
+  auto& listed = outcome->audit.reconciliation.discrepancies.listed;
+  listed[500] = {900, "side", Source::truth, "B", Source::message, "S", 0};
+  const std::string text = verdict_text(*outcome);
+  EXPECT_TRUE(holds(text, "#4 ")) << text;
+  EXPECT_FALSE(holds(text, "#5 ")) << text;
+  EXPECT_TRUE(holds(text, "#900     side ")) << text;
+}
+
 TEST(VerdictText, TellsOfPacketsThatWereNotPartOfTheFeed) {
   const auto outcome = equal_outcome();
   outcome->totals.malformed = 3;
