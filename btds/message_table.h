@@ -25,9 +25,9 @@ enum class Form : std::uint8_t {
   text,             // any bytes, blanks behind a shorter text
   digits,           // digits throughout
   optional_digits,  // digits throughout, or blanks throughout
-  price,            // "%011.6f", percent of par; never negative
-  quantity,         // "%014.2f", currency units; or 1MM+ / 5MM+ for more than so many millions
-  yield,            // a sign or blank and "%013.6f", percent; or blanks throughout
+  price,            // "%011.6f", percent of par; never negative, may be inf
+  quantity,         // "%014.2f", currency units; or 1MM+ / 5MM+ for more than so many millions; may be nan or -inf
+  yield,            // a sign or blank and "%013.6f", percent, may be inf or nan; or blanks throughout
   block             // a block with a layout of its own
 };
 

@@ -50,6 +50,7 @@ struct Audit {
   AuditCounts counts;
   std::vector<Range> missing;  // ascending; ends growing at most_missing_listed
   History history;
+  std::string likely;           // the likely reason of most that is wrong, as a sentence; empty: none is known
   std::string second_sender;    // who sends beside the one that is followed, as a sentence; empty: nobody does
   std::string restart;          // where the feed began again, as a sentence; empty: it did not
   std::deque<Pending> pending;  // at most most_pending

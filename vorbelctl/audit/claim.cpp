@@ -26,24 +26,27 @@ bool is_numeric(Form form) {
   return form == Form::price || form == Form::quantity || form == Form::yield;
 }
 
-bool same_number(double claimed, double said, double tolerance) {
-  return claimed == said || std::fabs(claimed - said) < tolerance;
+// What JSON has no number for is often written as null too.
+bool says_nothing(const Cell& cell, Form form) {
+  if (!cell.said) return true;
+  return is_numeric(form) ? !std::isfinite(cell.number) : without_blanks_behind(cell.text).empty();
+}
+
+// Digits may have been taken for a number.
+bool number_says(double number, const Cell& cell, Form form, double tolerance) {
+  double said = cell.number;
+  if (!cell.said && std::isnan(number)) return true;
+  if (!cell.said || (!is_numeric(form) && !read_number(cell.text, said))) return false;
+  return same_number(number, said, tolerance);
 }
 
 bool text_says(std::string_view text, const Cell& cell, Form form, double tolerance) {
   text = without_blanks_behind(text);
   const std::string_view said = cell.said ? without_blanks_behind(cell.text) : std::string_view();
   if (!is_numeric(form)) return text == said || text == without_blanks_behind(as_json_shows(said));
+  if (text.empty()) return says_nothing(cell, form);
   double number = 0;
-  if (text.empty() || !cell.said) return text.empty() && !cell.said;
-  return read_number(text, number) && same_number(number, cell.number, tolerance);
-}
-
-// Digits may have been taken for a number.
-bool number_says(double number, const Cell& cell, Form form, double tolerance) {
-  double said = cell.number;
-  if (!cell.said || (!is_numeric(form) && !read_number(cell.text, said))) return false;
-  return same_number(number, said, tolerance);
+  return read_number(text, number) && number_says(number, cell, form, tolerance);
 }
 
 }  // namespace
@@ -56,7 +59,7 @@ const Claim* find_claim(const Claims& claims, std::string_view name) {
 bool says(const Claim& claim, const Cell& cell, Form form, std::string_view codes, double tolerance) {
   switch (claim.type) {
     case Claim::Type::nothing:
-      return !cell.said || (!is_numeric(form) && without_blanks_behind(cell.text).empty());
+      return says_nothing(cell, form);
     case Claim::Type::flag:
       return codes == "Y " && claim.flag == (cell.text == "Y");
     case Claim::Type::number:

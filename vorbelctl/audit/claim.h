@@ -27,7 +27,8 @@ using Claims = std::vector<Claim>;
 const Claim* find_claim(const Claims& claims, std::string_view name);
 
 // True when the claim says what the cell does: numbers within the tolerance and also written as texts, digits also as
-// numbers, flags for Y and blank, texts without the blanks behind them, and null, an empty or a blank text for nothing.
+// numbers, flags for Y and blank, texts without the blanks behind them, and null, NaN, an empty or a blank text for
+// nothing. Numbers that are not finite may be null too.
 bool says(const Claim& claim, const Cell& cell, vorbeld::Form form, std::string_view codes, double tolerance);
 
 // The claim as people read it.

@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "vorbelctl/audit/eastern_time.h"
+#include "vorbelctl/audit/names.h"
 
 namespace vorbelctl {
 namespace {
@@ -195,6 +196,21 @@ std::string value_text(const BookValue& value, std::string_view name) {
 
 }  // namespace
 
+bool makes_day(const Book& book, const Message& trade, const TruthRecord& record) {
+  double high = price_of(book.day.high);
+  double low = price_of(book.day.low);
+  const double price = number(trade, "price");
+  const bool counts = is_last_sale(trade, own_terms);
+  if (counts && (!book.day.high || price > high)) high = price;
+  if (counts && (!book.day.low || price < low)) low = price;
+  const auto says = [&](RecordId name, double counted) {
+    return same_number(carried_price(cell(record, name).number), counted, price_tolerance);
+  };
+  // A trade that was executed before the last sale leaves that as it is.
+  return says("day_high", high) && says("day_low", low) &&
+         (says("day_last", price_of(book.day.last)) || (counts && says("day_last", price)));
+}
+
 void compare_day(Reconciliation& all, BondState& bond, const DayOf& day) {
   const Kind kind = day.record.row->kind;
   bond.book.symbol = text(day.expectation.message, "symbol");
@@ -218,12 +234,16 @@ void compare_book(Reconciliation& all, std::uint64_t sequence, const std::string
   BondState& bond = found == all.bonds.end() ? unknown : found->second;
   if (!bond.exact) return;
   ++all.days;
+  ++all.books;
   DayComparison comparison{all, sequence, bond.book_doubt};
   for (const Claim& claim : claims) {
     const auto value = book_value(bond.book, cusip, claim.name);
     if (!value) {
-      note_uncompared(all, "book." + claim.name);
-    } else if (!book_says(*value, claim)) {
+      note_uncompared(all, sequence, std::string(book_prefix) + claim.name);
+      continue;
+    }
+    ++all.book_values;
+    if (!book_says(*value, claim)) {
       differ(comparison, "book." + claim.name, value_text(*value, claim.name), Source::recording, claim_text(claim));
     }
   }

@@ -20,6 +20,9 @@ struct DayOf {
                  // one, so that one fault is one discrepancy and not one with every message that follows
 };
 
+// Whether this trade makes of the bond's day what the record says of it.
+bool makes_day(const Book& book, const Message& trade, const TruthRecord& record);
+
 // Takes the message into the bond's book and compares what everybody says of the day afterwards.
 void compare_day(Reconciliation& all, BondState& bond, const DayOf& day);
 

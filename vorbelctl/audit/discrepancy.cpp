@@ -38,8 +38,12 @@ std::string_view source_name(Source source) {
 
 Cause note(Discrepancies& discrepancies, Discrepancy discrepancy) {
   ++discrepancies.total;
-  if (!discrepancies.first || discrepancy.sequence < discrepancies.first->sequence) discrepancies.first = discrepancy;
+  count_wrong_field(discrepancies.fields, discrepancy.field, discrepancy.expected, discrepancy.received);
   const Cause cause{discrepancies.listed.size()};
+  if (!discrepancies.first || discrepancy.sequence < discrepancies.first->sequence) {
+    discrepancies.first = discrepancy;
+    discrepancies.first_is_listed = cause.place < most_discrepancies_listed;
+  }
   if (cause.place < most_discrepancies_listed) discrepancies.listed.push_back(std::move(discrepancy));
   return cause;
 }

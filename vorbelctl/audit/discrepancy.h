@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "vorbelctl/audit/pattern.h"
 #include "vorbelctl/handler/message.h"
 
 namespace vorbelctl {
@@ -55,6 +56,8 @@ struct Discrepancies {
   std::uint64_t follow_ups = 0;
   std::vector<Discrepancy> listed;   // the first that were noted, at most most_discrepancies_listed
   std::optional<Discrepancy> first;  // of those with the lowest sequence number, the one noted first
+  std::vector<WrongField> fields;    // in how many messages each is wrong, and how
+  bool first_is_listed = true;       // false: the list was full by then
 };
 
 Cause note(Discrepancies& discrepancies, Discrepancy discrepancy);

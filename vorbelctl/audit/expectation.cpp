@@ -45,6 +45,7 @@ constexpr std::array powers_of_ten{1.0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 
 // The value that is left when "%0<width>.<decimals>f" is cut to `width` characters. What does not read then is a value
 // that no message could carry.
 double carried_number(double value, std::size_t width, int decimals) {
+  if (!std::isfinite(value)) return value;  // written out as a word
   // Whatever it is rounded to, it has room then.
   const double room = powers_of_ten[width - static_cast<std::size_t>(decimals) - 1];
   if (value >= 0 && value < room - 1) return value;
@@ -188,6 +189,10 @@ void expect_records(Expectation& expectation, const TruthRecord& record, const T
   }
 }
 
+void expect_amended(Expectation& expectation, const TruthRecord& original) {
+  expect_text(expectation, "original_id", Source::truth, carried_id(cell(original, "trade_id").text));
+}
+
 void expect_original_terms(Expectation& expectation, const TruthRecord& original) {
   expect_terms(expectation, original, true);
 }
@@ -201,8 +206,9 @@ void expect_names(Expectation& expectation, BondNames& names, std::optional<std:
   if (description && !names.description && names_agree(*description, text(expectation.message, "symbol"), known)) {
     names.description = std::string(*description);
   }
-  expect_text(expectation, "description", Source::earlier,
-              names.description ? std::string_view(*names.description) : std::string_view());
+  // Until one is believed, no more is known than how it begins.
+  expectation.scratch[4] = names.description ? *names.description : names.short_name.value_or("") + " ...";
+  expect_text(expectation, "description", Source::earlier, expectation.scratch[4]);
 }
 
 std::int64_t expect_sent_at(Expectation& expectation, std::string_view said, const SendWindow& window) {
@@ -212,8 +218,9 @@ std::int64_t expect_sent_at(Expectation& expectation, std::string_view said, con
   });
   const bool fits = sent != instants.end();
   if (kind_of(expectation.message) != Kind::halt) {
-    expectation.scratch[1] =
-        fits ? std::string(said) : local_date_time(std::min(window.latest_s, window.earliest_s + 1));
+    const std::int64_t likely_s =
+        std::max(window.earliest_s, window.likely_s == 0 ? window.earliest_s + 1 : window.likely_s);
+    expectation.scratch[1] = fits ? std::string(said) : local_date_time(std::min(window.latest_s, likely_s));
     expect_text(expectation, "sent_at", Source::order, expectation.scratch[1]);
   }
   if (fits) return *sent;
@@ -238,8 +245,7 @@ double carried_price(double price) {
 bool agrees(const Cell& expected, const Cell& received, Form form, double tolerance) {
   if (!expected.said || !received.said) return expected.said == received.said;
   if (form != Form::price && form != Form::quantity && form != Form::yield) return expected.text == received.text;
-  if (expected.number == received.number) return true;
-  return std::fabs(expected.number - received.number) < tolerance;
+  return same_number(expected.number, received.number, tolerance);
 }
 
 }  // namespace vorbelctl

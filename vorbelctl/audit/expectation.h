@@ -24,7 +24,7 @@ struct Expectation {
   std::array<Source, vorbeld::field_names.size()> sources{};
   std::array<bool, vorbeld::field_names.size()> known{};         // false: whatever is received is accepted
   std::array<double, vorbeld::field_names.size()> tolerances{};  // of numbers
-  std::array<std::string, 4> scratch;                            // symbol, sent_at, original_date, reversed_date
+  std::array<std::string, 5> scratch;  // symbol, sent_at, original_date, reversed_date, description
 };
 
 // Half a unit of the last decimal of prices and yields.
@@ -40,6 +40,7 @@ struct BondNames {
 struct SendWindow {
   std::int64_t earliest_s = 0;
   std::int64_t latest_s = 0;
+  std::int64_t likely_s = 0;  // when it was sent, as far as others tell; 0: nobody does
 };
 
 // Sets one field of the expectation; the text must outlive it.
@@ -49,6 +50,9 @@ void expect_nothing(Expectation& expectation, FieldId field, Source source);  //
 
 // Everything that the records tell. `original` is that of the trade that a cancel or correction amends.
 void expect_records(Expectation& expectation, const TruthRecord& record, const TruthRecord* original);
+
+// The trade that a cancel or correction amends is this one, whatever was said of its id.
+void expect_amended(Expectation& expectation, const TruthRecord& original);
 
 // The terms of the original trade alone.
 void expect_original_terms(Expectation& expectation, const TruthRecord& original);

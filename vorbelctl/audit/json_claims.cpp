@@ -1,7 +1,8 @@
 #include "vorbelctl/audit/json_claims.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
-#include <limits>
 #include <nlohmann/json.hpp>
 #include <utility>
 #include <vector>
@@ -67,14 +68,9 @@ struct Collector {
   }
 };
 
-// Bare words that some writers use for numbers become such: the largest one that JSON has is not a price either.
-std::string with_plain_numbers(std::string_view line) {
-  constexpr std::array<std::pair<std::string_view, std::string_view>, 6> words{{{"-Infinity", "-1e308"},
-                                                                                {"Infinity", "1e308"},
-                                                                                {"-inf", "-1e308"},
-                                                                                {"NaN", "1e308"},
-                                                                                {"nan", "1e308"},
-                                                                                {"inf", "1e308"}}};
+// Bare words that some writers use for numbers that are not finite become texts, which are read as such numbers.
+std::string with_quoted_words(std::string_view line) {
+  constexpr std::array<std::string_view, 6> words{"-Infinity", "Infinity", "-inf", "NaN", "nan", "inf"};
   std::string plain;
   bool quoted = false;
   for (std::size_t at = 0; at < line.size();) {
@@ -84,15 +80,12 @@ std::string with_plain_numbers(std::string_view line) {
       at += 2;
       continue;
     }
-    std::size_t taken = 0;
-    for (const auto& [word, number] : words) {
-      if (quoted || !line.substr(at).starts_with(word)) continue;
-      plain += number;
-      taken = word.size();
-      break;
-    }
-    if (taken == 0) plain += line[at];
-    at += taken == 0 ? 1 : taken;
+    const auto* const word = std::find_if(words.begin(), words.end(), [&](std::string_view each) {
+      return !quoted && line.substr(at).starts_with(each);
+    });
+    const std::size_t taken = word == words.end() ? 1 : word->size();
+    plain += word == words.end() ? std::string(1, line[at]) : "\"" + std::string(*word) + "\"";
+    at += taken;
   }
   return plain;
 }
@@ -106,7 +99,7 @@ bool parse(std::string_view line, Claims& claims) {
 }  // namespace
 
 bool read_claims(std::string_view line, Claims& claims) {
-  return parse(line, claims) || parse(with_plain_numbers(as_json_shows(line)), claims);
+  return parse(line, claims) || parse(with_quoted_words(as_json_shows(line)), claims);
 }
 
 }  // namespace vorbelctl

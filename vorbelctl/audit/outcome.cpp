@@ -3,13 +3,16 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 
+#include "vorbelctl/audit/names.h"
 #include "vorbelctl/wording/wording.h"
 
 namespace vorbelctl {
 namespace {
 
 constexpr std::size_t most_discrepancies_shown = 20;
+constexpr std::size_t most_names_shown = 20;
 
 std::string row(std::string_view name, std::uint64_t figure, const std::string& remark = "") {
   return fmt::format("  {:<18}{:>12}{}{}\n", name, grouped(figure), remark.empty() ? "" : "   ", remark);
@@ -58,10 +61,21 @@ std::string side(Source source, const std::string& value) {
   return fmt::format("{} {}", source_name(source), value);
 }
 
+// Where there are more than can be shown, no field keeps the others from sight.
+void leave_to_others(std::vector<const Discrepancy*>& list) {
+  constexpr std::uint64_t most_of_a_field = 5;
+  std::map<std::string_view, std::uint64_t> counts;
+  for (const Discrepancy* const each : list) counts[each->field] = 0;
+  if (list.size() > most_discrepancies_shown && counts.size() > 1) {
+    std::erase_if(list, [&](const Discrepancy* each) { return ++counts[each->field] > most_of_a_field; });
+  }
+  list.resize(std::min(list.size(), most_discrepancies_shown));
+}
+
 std::string discrepancy_lines(const Discrepancies& discrepancies) {
   std::vector<const Discrepancy*> shown = in_order(discrepancies);
   if (shown.empty()) return "";
-  shown.resize(std::min(shown.size(), most_discrepancies_shown));
+  leave_to_others(shown);
   std::size_t field_width = 0;
   std::size_t side_width = 0;
   for (const Discrepancy* const each : shown) {
@@ -79,10 +93,39 @@ std::string discrepancy_lines(const Discrepancies& discrepancies) {
   return left == 0 ? text : text + fmt::format("... and {} more\n", grouped(left));
 }
 
+// What was compared is part of the verdict.
+std::string compared_row(const Reconciliation& all) {
+  std::string remark = "fields of messages; " + counted(all.days, "state") + " of a bond's day";
+  if (all.books != 0) remark += fmt::format(", {} of them in books of the handler", grouped(all.books));
+  return row("compared", all.fields, remark);
+}
+
+std::string uncompared_lines(const Reconciliation& all) {
+  std::string text = all.uncompared.empty() ? "" : "\n";
+  for (std::size_t i = 0; i < std::min(all.uncompared.size(), most_names_shown); ++i) {
+    text += uncompared_text(all.uncompared[i]) + "\n";
+  }
+  if (all.uncompared.size() <= most_names_shown) return text;
+  return text + fmt::format("... and {} more names not compared\n", all.uncompared.size() - most_names_shown);
+}
+
 }  // namespace
 
 bool is_equal(const Outcome& outcome) {
   return outcome.audit.reconciliation.discrepancies.total == 0 && missing_in_all(outcome) == 0;
+}
+
+bool compared_nothing(const Outcome& outcome) {
+  const Reconciliation& all = outcome.audit.reconciliation;
+  return outcome.origin == Origin::recording && all.fields == 0 && all.book_values == 0;
+}
+
+std::string only_numbers_text(const Outcome& outcome) {
+  const std::vector<std::string>& names = outcome.audit.reconciliation.uncompared;
+  std::string text = fmt::format(
+      "there are sequence numbers in {} and nothing else that can be compared, so there is no verdict", outcome.where);
+  for (std::size_t i = 0; i < std::min(names.size(), most_names_shown); ++i) text += "; " + uncompared_text(names[i]);
+  return text;
 }
 
 std::uint64_t missing_in_all(const Outcome& outcome) {
@@ -91,6 +134,12 @@ std::uint64_t missing_in_all(const Outcome& outcome) {
 
 std::uint64_t lost_on_wire(const Outcome& outcome) {
   return outcome.audit.counts.recovered + outcome.audit.counts.missing;
+}
+
+std::string likely_text(const Outcome& outcome) {
+  const Audit& audit = outcome.audit;
+  if (!audit.likely.empty()) return audit.likely;
+  return likely_reason(audit.reconciliation.discrepancies.fields, audit.counts.messages);
 }
 
 std::optional<Discrepancy> first_wrong(const Outcome& outcome) {
@@ -111,6 +160,7 @@ std::vector<const Discrepancy*> in_order(const Discrepancies& discrepancies) {
   std::vector<const Discrepancy*> list;
   list.reserve(discrepancies.listed.size());
   for (const Discrepancy& each : discrepancies.listed) list.push_back(&each);
+  if (discrepancies.first && !discrepancies.first_is_listed) list.push_back(&*discrepancies.first);
   std::stable_sort(list.begin(), list.end(), [](const auto* a, const auto* b) { return a->sequence < b->sequence; });
   return list;
 }
@@ -145,7 +195,8 @@ std::string reconciled_sentence(const Outcome& outcome) {
 
 std::string verdict_sentence(const Outcome& outcome) {
   std::string sentence;
-  for (const std::string& before : {outcome.audit.restart, outcome.audit.second_sender, outcome.unfinished}) {
+  for (const std::string& before :
+       {outcome.audit.restart, outcome.audit.second_sender, outcome.unfinished, likely_text(outcome)}) {
     if (!before.empty()) sentence += before + "; ";
   }
   return sentence + reconciled_sentence(outcome);
@@ -175,10 +226,11 @@ std::string verdict_text(const Outcome& outcome) {
   text += fmt::format("{:35}{}\n", "", kinds_text(audit.counts));
   if (audit.counts.malformed != 0) text += row("malformed messages", audit.counts.malformed);
   text += wire_rows(outcome);
+  text += compared_row(audit.reconciliation);
   text += row(
       "discrepancies", discrepancies.total,
       discrepancies.follow_ups == 0 ? "" : fmt::format("{} more follow from them", grouped(discrepancies.follow_ups)));
-  return text + missing_lines(outcome) + discrepancy_lines(discrepancies);
+  return text + missing_lines(outcome) + discrepancy_lines(discrepancies) + uncompared_lines(audit.reconciliation);
 }
 
 }  // namespace vorbelctl

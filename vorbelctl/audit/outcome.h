@@ -29,11 +29,20 @@ struct Outcome {
 // True when every message was there and the same as all that was written about it.
 bool is_equal(const Outcome& outcome);
 
+// True for a recording that holds sequence numbers and nothing that could be compared.
+bool compared_nothing(const Outcome& outcome);
+
+// What there is in such a recording, as a sentence.
+std::string only_numbers_text(const Outcome& outcome);
+
 // Messages that never came, those from before the feed was joined included.
 std::uint64_t missing_in_all(const Outcome& outcome);
 
 // Messages that the feed did not carry to us, whether they were recovered or not.
 std::uint64_t lost_on_wire(const Outcome& outcome);
+
+// The likely reason of most that is wrong, as a sentence; empty: none is known.
+std::string likely_text(const Outcome& outcome);
 
 // The lowest sequence number with which something is wrong, and what; nothing when all is equal.
 std::optional<Discrepancy> first_wrong(const Outcome& outcome);

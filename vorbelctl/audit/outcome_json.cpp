@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <variant>
 
+#include "vorbelctl/audit/names.h"
 #include "vorbelctl/audit/outcome.h"
 #include "vorbelctl/wording/fields.h"
 
@@ -69,6 +70,15 @@ Json books_json(const Reconciliation& reconciliation) {
   return list;
 }
 
+// What is likely meant by the names that cannot be compared, for those of which that can be told.
+Json near_names_json(const std::vector<std::string>& names) {
+  Json near = Json::object();
+  for (const std::string& name : names) {
+    if (const std::string meant = near_name(name); !meant.empty() && meant != name) near[name] = meant;
+  }
+  return near;
+}
+
 void put_counts(Json& json, const Outcome& outcome) {
   const AuditCounts& counts = outcome.audit.counts;
   const ReceiverTotals& totals = outcome.totals;
@@ -114,6 +124,7 @@ std::string verdict_json(const Outcome& outcome) {
   json["ended_by"] = outcome.ended_by;
   json["unfinished"] = text_or_null(outcome.unfinished);
   json["restart"] = text_or_null(audit.restart);
+  json["likely"] = text_or_null(likely_text(outcome));
   json["second_sender"] = text_or_null(audit.second_sender);
   json["seconds"] = static_cast<double>(outcome.lasted_ms) / 1000;
   json["first"] = std::max<std::uint64_t>(audit.from, 1);
@@ -126,7 +137,9 @@ std::string verdict_json(const Outcome& outcome) {
   json["bonds"] = reconciliation.bonds.size();
   json["fields_compared"] = reconciliation.fields;
   json["days_compared"] = reconciliation.days;
+  json["books_compared"] = reconciliation.books;
   json["not_compared"] = reconciliation.uncompared;
+  json["did_you_mean"] = near_names_json(reconciliation.uncompared);
   json["discrepancies"] = reconciliation.discrepancies.total;
   json["follow_ups"] = reconciliation.discrepancies.follow_ups;
   const auto first = first_wrong(outcome);

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <bitset>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -10,6 +11,7 @@
 
 #include "vorbelctl/audit/day.h"
 #include "vorbelctl/audit/eastern_time.h"
+#include "vorbelctl/audit/names.h"
 
 namespace vorbelctl {
 namespace {
@@ -31,12 +33,14 @@ struct Original {
 struct Step {
   Reconciliation& all;
   const TruthEntry& entry;
-  const Received* received;                 // null: nothing came, or a message of another kind than the record
-  std::optional<std::uint64_t> taped_ms{};  // wall clock at which the tape line was written
-  const TapeLine* tape = nullptr;           // the trade's; null: there is none that reads
-  const Original* original = nullptr;       // of a cancel or a correction, once it is found
-  std::int64_t sent_s = 0;                  // UTC; 0: not known
-  std::optional<Cause> cause{};             // what the first discrepancy of this message was
+  const Received* received;                          // null: nothing came, or a message of another kind than the record
+  std::optional<std::uint64_t> taped_ms{};           // wall clock at which the tape line was written
+  const TapeLine* tape = nullptr;                    // the trade's; null: there is none that reads
+  const Original* original = nullptr;                // of a cancel or a correction, once it is found
+  std::int64_t sent_s = 0;                           // UTC; 0: not known
+  std::optional<Cause> cause{};                      // what the first discrepancy of this message was
+  std::bitset<vorbeld::field_names.size()> wrong{};  // the fields that differ
+  bool is_other = false;                             // a handler's line is that of another trade
 };
 
 const TruthRecord& record_of(const Step& step) {
@@ -92,20 +96,83 @@ void compare_claims(const Expectation& expectation, const Claims& claims, const 
   }
 }
 
+// Why the terms of the trade that is amended are not to be believed; nothing where they are.
+std::optional<Cause> doubt_of_original(Step& step) {
+  if (step.original == nullptr || !indexed_trade(step.all.truth, step.original->number)->doubted) return {};
+  const auto found = step.all.doubts.find(step.original->number);
+  return found == step.all.doubts.end() ? Cause{} : found->second;
+}
+
+// What of a handler's line fits a record, as far as the record alone tells.
+struct FitCount {
+  bool all = true;          // everything
+  bool names_it = false;    // the trade's id, or the amended trade's
+  bool tells_type = false;  // the type
+};
+
+FitCount count_fitting(const TruthRecord& record, const Claims& claims) {
+  Expectation expectation;
+  expect_records(expectation, record, nullptr);
+  expectation.known[FieldId("reversed_date").id] = false;
+  if (record.row->kind == Kind::cancel) {  // which does not name its bond
+    for (const FieldId field : {FieldId("symbol"), FieldId("cusip")}) expectation.known[field.id] = false;
+  }
+  FitCount count;
+  const auto compare = [&](const MessageField& field, bool agreed, const auto& /*received*/) {
+    if (field.group == Group::day) return;
+    count.all = count.all && agreed;
+    const bool names = field.id == FieldId("trade_id").id || field.id == FieldId("original_id").id;
+    count.names_it = count.names_it || (names && agreed && expectation.message.cells[field.id].said);
+    count.tells_type = count.tells_type || field.id == FieldId("type").id;
+  };
+  compare_claims(expectation, claims, compare, [](const std::string& /*name*/) {});
+  return count;
+}
+
+// Whether a handler's line holds all of another trade, which it names: then that is what is wrong.
+void look_for_other_trade(Step& step, const Expectation& expectation) {
+  const FieldId trade_id("trade_id");
+  if (step.received->claims == nullptr || !expectation.known[trade_id.id]) return;
+  const auto said = received_text(step.received, trade_id);
+  const std::string_view expected = expectation.message.cells[trade_id.id].text;
+  TruthEntry other;
+  step.is_other = said && *said != expected && find_trade(step.all.truth, trade_number(*said), other) &&
+                  count_fitting(other.record, *step.received->claims).all;
+  if (step.is_other) {
+    differ(step, "trade_id", expectation.sources[trade_id.id], shown(expected), step.received->by, shown(*said));
+  }
+}
+
+// The field is wrong: by itself, or because the trade that is amended was.
+void differ_in_field(Step& step, const Expectation& expectation, const MessageField& field, std::string received) {
+  step.wrong.set(field.id);
+  if (!step.cause) look_for_other_trade(step, expectation);
+  if (step.is_other) {
+    if (field.id != FieldId("trade_id").id) note_follow_up(step.all.discrepancies, *step.cause);
+    return;
+  }
+  const auto doubt = field.group == Group::original_terms ? doubt_of_original(step) : std::nullopt;
+  if (doubt) {
+    note_follow_up(step.all.discrepancies, *doubt);
+    if (!step.cause) step.cause = doubt;
+    return;
+  }
+  differ(step, std::string(field.name), expectation.sources[field.id],
+         cell_text(expectation.message.cells[field.id], field.form), step.received->by, std::move(received));
+}
+
 // Compares the fields that were received and notes those that differ, but for those of the bond's day.
 void compare_fields(Step& step, const Expectation& expectation) {
   const auto compare = [&](const MessageField& field, bool agreed, const auto& received) {
     if (field.group == Group::day) return;
     ++step.all.fields;
-    if (agreed) return;
-    differ(step, std::string(field.name), expectation.sources[field.id],
-           cell_text(expectation.message.cells[field.id], field.form), step.received->by, received());
+    if (!agreed) differ_in_field(step, expectation, field, received());
   };
   if (step.received->message != nullptr) {
     compare_message(expectation, *step.received->message, compare);
   } else {
     compare_claims(expectation, *step.received->claims, compare,
-                   [&](const std::string& name) { note_uncompared(step.all, name); });
+                   [&](const std::string& name) { note_uncompared(step.all, step.entry.sequence, name); });
   }
 }
 
@@ -163,14 +230,20 @@ void take_original(Step& step, Original& original) {
 // A message is sent no earlier than the one before it, and no later than it was received or written down.
 SendWindow send_window(const Step& step) {
   // Clocks that are slewed may repeat a second.
-  SendWindow window{step.all.sent_s - 1, std::numeric_limits<std::int64_t>::max()};
-  if (step.received->until_ms != 0) {
-    window.latest_s = static_cast<std::int64_t>(step.received->until_ms / 1000) + clock_slack_s;
-  }
+  SendWindow window{step.all.sent_s - 1, std::numeric_limits<std::int64_t>::max(), step.all.sent_s};
+  const auto until_s = static_cast<std::int64_t>(step.received->until_ms / 1000);
+  if (until_s != 0) window.latest_s = until_s + clock_slack_s;
+  if (until_s != 0 && window.likely_s == 0) window.likely_s = until_s;
   if (step.taped_ms) {
     const auto taped_s = static_cast<std::int64_t>(*step.taped_ms / 1000);
     window.latest_s = std::min(window.latest_s, taped_s);
     window.earliest_s = std::max(window.earliest_s, taped_s - clock_slack_s);
+    window.likely_s = taped_s;
+  } else if (step.all.sent_s == 0 && step.all.has_tape) {
+    // Nothing was heard before, but what is sent first is sent before the first trade is written down.
+    const auto first_s = static_cast<std::int64_t>(peek_written_ms(step.all.tape) / 1000);
+    if (first_s != 0) window.latest_s = std::min(window.latest_s, first_s);
+    if (first_s != 0) window.likely_s = first_s;
   }
   return window;
 }
@@ -182,8 +255,22 @@ std::int64_t sent_by_files(const Step& step) {
   return by_record.empty() ? 0 : by_record.front();
 }
 
+// How long after its sending the trade was written down.
+void watch_lag(Step& step, std::string_view said) {
+  const auto instants = utc_of_local(said);
+  if (instants.size() != 1) return;
+  Lag& lag = step.all.lag;
+  const std::int64_t seconds = static_cast<std::int64_t>(*step.taped_ms / 1000) - instants.front();
+  if (lag.trades == 0)
+    lag.first = {step.entry.sequence, "sent_at", Source::tape, "", step.received->by, std::string(said)};
+  if (lag.trades == 0) lag.first_taped_s = static_cast<std::int64_t>(*step.taped_ms / 1000);
+  if (lag.trades == 0 || seconds < lag.least_s) lag.least_s = seconds;
+  ++lag.trades;
+}
+
 void expect_times(Step& step, Expectation& expectation) {
   const auto said = received_text(step.received, "sent_at");
+  if (said && step.taped_ms) watch_lag(step, *said);
   step.sent_s = said ? expect_sent_at(expectation, *said, send_window(step)) : sent_by_files(step);
   expect_reversed_date(expectation, received_text(step.received, "reversed_date"), step.sent_s);
 }
@@ -224,10 +311,19 @@ void check_cap(Step& step) {
 
 // A message of another kind than the record's has no field in common with it worth comparing.
 void check_kind(Step& step) {
-  if (step.received == nullptr || step.received->row == nullptr || step.received->row == record_of(step).row) return;
+  if (step.received == nullptr || step.received->row == nullptr) return;
+  if (step.received->claims != nullptr) ++step.all.fields;
+  if (step.received->row == record_of(step).row) return;
   differ(step, "event", Source::truth, std::string(record_of(step).row->name), step.received->by,
          std::string(step.received->row->name));
   step.received = nullptr;
+}
+
+// The record of the trade indexed last is not to be believed.
+void doubt_trade(const Step& step) {
+  Truth& truth = step.all.truth;
+  truth.trades.back().doubted = true;
+  if (step.cause->place < most_discrepancies_listed) step.all.doubts[truth.trades.size()] = *step.cause;
 }
 
 void index_record(Step& step) {
@@ -239,6 +335,8 @@ void index_record(Step& step) {
     std::from_chars(date.data(), date.data() + date.size(), sent_date);
   }
   index_trade(step.all.truth, trade_number(cell(record, "trade_id").text), sent_date);
+  const bool by_message = step.received != nullptr && step.received->message != nullptr;
+  if (step.cause && by_message) doubt_trade(step);
 }
 
 // Where the record is lost, the message alone tells what became of its bond. So one loss is one discrepancy, and not
@@ -281,8 +379,9 @@ void hold_to_rules(Step& step, BondState* bond) {
   const TruthRecord& record = record_of(step);
   Ruled ruled{step.entry.sequence, record};
   expect_in_row(all.rules, ruled.sequence);
+  ruled.doubted = step.cause.has_value();
   if (step.original != nullptr) {
-    ruled.original = &step.original->entry.record;
+    if (!doubt_of_original(step)) ruled.original = &step.original->entry.record;
     ruled.original_trade = step.original->number;
   }
   if (brings_trade(record.row->kind)) ruled.trade = trade_number(cell(record, "trade_id").text);
@@ -305,6 +404,18 @@ void spread_doubt(BondState& bond, const Step& step) {
   if (!step.cause) return;
   if (!bond.doubt) bond.doubt = step.cause;
   if (!bond.book_doubt) bond.book_doubt = step.cause;
+}
+
+// Where record and message differ, the expected message goes on, unless the record's own summary of the day tells that
+// the message was right.
+const Message& message_to_count(const Step& step, const BondState& bond, const Expectation& expectation) {
+  if (step.received == nullptr || step.received->message == nullptr) return expectation.message;
+  const Message& message = *step.received->message;
+  if (!step.cause) return message;
+  const TruthRecord& record = record_of(step);
+  const bool believed = record.row->kind == Kind::trade && makes_day(bond.book, message, record) &&
+                        !makes_day(bond.book, expectation.message, record);
+  return believed ? message : expectation.message;
 }
 
 void reconcile_record(Step& step, Reconciled& reconciled) {
@@ -333,14 +444,14 @@ void reconcile_record(Step& step, Reconciled& reconciled) {
     if (step.original != nullptr) expect_original_date(step, expectation);
     compare_fields(step, expectation);
   }
+  // The trade that is meant leaves the book, whatever the record calls it.
+  if (step.original != nullptr) expect_amended(expectation, step.original->entry.record);
   hold_to_rules(step, bond);
   reconciled.last_sale = brings_trade(kind) && is_last_sale(expectation.message, own_terms);
   if (bond != nullptr) {
     spread_doubt(*bond, step);
-    const bool good = step.received != nullptr && step.received->message != nullptr && !step.cause;
     compare_day(step.all, *bond,
-                {step.entry.sequence, record, step.received, expectation,
-                 good ? *step.received->message : expectation.message});
+                {step.entry.sequence, record, step.received, expectation, message_to_count(step, *bond, expectation)});
   }
   check_cap(step);
   index_record(step);
@@ -349,6 +460,19 @@ void reconcile_record(Step& step, Reconciled& reconciled) {
 void move_found(std::vector<Discrepancy>& found, Discrepancies& discrepancies) {
   for (Discrepancy& discrepancy : found) note(discrepancies, std::move(discrepancy));
   found.clear();
+}
+
+// What the tape says otherwise than the record: where the message says so too, that is one discrepancy.
+void note_tape(const Step& step, std::vector<Discrepancy>& found) {
+  for (Discrepancy& discrepancy : found) {
+    const auto field = field_of_tape(discrepancy.field);
+    if (field && step.wrong.test(field->id)) {
+      note_follow_up(step.all.discrepancies, *step.cause);
+      doubt_trade(step);
+    } else {
+      note(step.all.discrepancies, std::move(discrepancy));
+    }
+  }
 }
 
 // Reconciles the record at hand; false while its tape line is not there.
@@ -383,7 +507,7 @@ bool reconcile_entry(Reconciliation& all, const Received* received, bool no_more
          {entry.sequence, "tape.seq", Source::truth, std::to_string(entry.sequence), Source::tape, "no line"});
   }
   reconcile_record(step, reconciled);
-  move_found(of_tape, all.discrepancies);
+  note_tape(step, of_tape);
   if (step.sent_s != 0) all.sent_s = step.sent_s;
   reconciled.sent_s = step.sent_s;
   reconciled.taped_ms = step.taped_ms.value_or(0);
@@ -422,13 +546,43 @@ std::optional<Reconciled> reconcile(Reconciliation& all, std::uint64_t sequence,
   return reconciled;
 }
 
-void note_uncompared(Reconciliation& all, const std::string& name) {
+Fit fit_to_record(Reconciliation& all, std::uint64_t sequence, const Received& received) {
+  if (!reach_entry(all.truth, false) || all.truth.entry.sequence != sequence) return Fit::none;
+  const TruthRecord& record = all.truth.entry.record;
+  if (!all.truth.entry.wrong_key.empty() || (received.row != nullptr && received.row != record.row)) return Fit::none;
+  const FitCount fit = count_fitting(record, *received.claims);
+  if (fit.names_it) return Fit::surely;
+  if (!fit.all) return Fit::none;
+  return record.row->kind == Kind::control && fit.tells_type ? Fit::surely : Fit::likely;
+}
+
+void note_uncompared(Reconciliation& all, std::uint64_t sequence, const std::string& name) {
   if (all.uncompared.size() >= most_names_uncompared) return;
   if (std::find(all.uncompared.begin(), all.uncompared.end(), name) != all.uncompared.end()) return;
   all.uncompared.push_back(name);
+  if (!all.strict) return;
+  const std::string near = near_name(name);
+  note(all.discrepancies,
+       {sequence, name, Source::rule, "a name that can be compared" + (near.empty() ? "" : ": " + near),
+        Source::recording, shown(name)});
+}
+
+// A trade is written down as soon as it is sent. Where every one of many is written down seconds later, it is the time
+// of sending that is behind.
+void hold_to_lag(Reconciliation& all) {
+  constexpr std::uint64_t enough = 20;
+  const bool too_long = all.lag.trades >= enough && all.lag.least_s > 1 && all.lag.least_s <= clock_slack_s;
+  if (!too_long) return;
+  all.lag.first.expected = local_date_time(all.lag.first_taped_s);
+  const Cause cause = note(all.discrepancies, all.lag.first);
+  for (std::uint64_t i = 1; i < all.lag.trades; ++i) {
+    note_follow_up(all.discrepancies, cause);
+    count_wrong_field(all.discrepancies.fields, "sent_at", all.lag.first.expected, all.lag.first.received);
+  }
 }
 
 void reconcile_rest(Reconciliation& all, std::uint64_t last) {
+  hold_to_lag(all);
   if (all.rules.whole) hold_heartbeats(all.wire, all.rules.closed_by, last, all.discrepancies);
   if (!all.has_tape) return;
   pass_rest(all.tape, last);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "common/text.h"
@@ -40,17 +41,31 @@ struct BondState {
   std::optional<Cause> book_doubt;  // the same of the handler's book
 };
 
+// How long after their sending trades were written down on the tape.
+struct Lag {
+  std::uint64_t trades = 0;
+  std::int64_t least_s = 0;
+  std::int64_t first_taped_s = 0;  // UTC; of the first trade
+  Discrepancy first;               // to be noted where all of them are late
+};
+
 struct Reconciliation {
   Truth truth;
   bool has_tape = false;
   Tape tape;
   Discrepancies discrepancies;
   Rules rules;
-  Wire wire;                            // hears the packets where there are any
-  vorbeld::TextMap<BondState> bonds;    // by CUSIP as the truth file has it; one for every bond of the run
-  std::int64_t sent_s = 0;              // UTC; when the message before was sent; 0: not known
-  std::uint64_t fields = 0;             // values of messages that were compared
-  std::uint64_t days = 0;               // states of a bond's day that were compared
+  Lag lag;
+  Wire wire;                                        // hears the packets where there are any
+  vorbeld::TextMap<BondState> bonds;                // by CUSIP as the truth file has it; one for every bond of the run
+  std::unordered_map<std::uint64_t, Cause> doubts;  // by the number of a trade whose record and message differ; those
+                                                    // of which the cause is listed
+  std::int64_t sent_s = 0;                          // UTC; when the message before was sent; 0: not known
+  std::uint64_t fields = 0;                         // values of messages that were compared
+  std::uint64_t days = 0;                           // states of a bond's day that were compared
+  std::uint64_t books = 0;                          // of these, a handler's books
+  std::uint64_t book_values = 0;                    // values of these books that were compared
+  bool strict = false;                              // what nothing can be compared with is a discrepancy
   std::vector<std::string> uncompared;  // names that a handler wrote down and the bench does not have; each once
 };
 
@@ -80,13 +95,24 @@ void open_files(Reconciliation& reconciliation, const std::string& truth, const 
 std::optional<Reconciled> reconcile(Reconciliation& reconciliation, std::uint64_t sequence, const Received* received,
                                     bool no_more, std::optional<Cause> cause = {});
 
+// How well what a handler wrote down fits a record.
+enum class Fit : std::uint8_t {
+  none,    // it says something else
+  likely,  // it says nothing else, and no more than other messages do
+  surely   // it tells the trade, or the control message, and no other does
+};
+
+// How well it fits the record of the message `sequence`, which must be the next one to be reconciled; none where that
+// is not there. Nothing is noted.
+Fit fit_to_record(Reconciliation& reconciliation, std::uint64_t sequence, const Received& received);
+
 // To be called once every message up to `last` is reconciled: notes what the tape has beside them, and which heartbeats
 // do not fit the day.
 void reconcile_rest(Reconciliation& reconciliation, std::uint64_t last);
 
-// Notes that a handler wrote down something under this name, which nothing can be compared with. At most
-// most_names_uncompared are kept.
-void note_uncompared(Reconciliation& reconciliation, const std::string& name);
+// Notes that a handler wrote down something of this message under this name, which nothing can be compared with. At
+// most most_names_uncompared are kept, each once.
+void note_uncompared(Reconciliation& reconciliation, std::uint64_t sequence, const std::string& name);
 inline constexpr std::size_t most_names_uncompared = 100;
 
 }  // namespace vorbelctl

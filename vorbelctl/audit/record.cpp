@@ -284,6 +284,26 @@ std::size_t likely_shape(const TruthRecord& record) {
   return found == shapes.end() ? 0 : static_cast<std::size_t>(found - shapes.begin());
 }
 
+// The tape line from the symbol's value on; what is wrong with it.
+std::string_view read_tape_behind_cusip(Rest rest, TapeLine& into) {
+  if (!take_escaped(rest, into.symbol)) return "symbol";
+  if (!take(rest, "\",\"price\":") || !take_number(rest, into.price)) return "price";
+  if (!take(rest, ",\"quantity\":") || !take_number(rest, into.quantity)) return "quantity";
+  if (!take(rest, ",\"cap\":\"") || !take_code(rest, into.cap)) return "cap";
+  if (!take(rest, "\",\"side\":\"") || !take_code(rest, into.side)) return "side";
+  if (!take(rest, "\",\"reporting_party\":\"") || !take_code(rest, into.reporting_party)) return "reporting_party";
+  if (!take(rest, "\",\"contra_party\":\"") || !take_code(rest, into.contra_party)) return "contra_party";
+  if (!take(rest, "\",\"exec_ts_ms\":") || !take_count(rest, into.executed_ms)) return "exec_ts_ms";
+  if (!take(rest, ",\"report_lag_ms\":") || !take_count(rest, into.report_lag_ms)) return "report_lag_ms";
+  if (!take(rest, ",\"settle\":")) return "settle";
+  into.settlement = take_bare(rest);
+  if (!take(rest, ",\"trade_id\":\"")) return "trade_id";
+  into.trade_id = take_until(rest, std::min(rest.text.find('"'), rest.text.size()));
+  if (!take(rest, "\",\"venue\":\"") || !take_escaped(rest, into.venue)) return "venue";
+  if (!take(rest, "\",\"where\":\"") || !take_escaped(rest, into.where)) return "where";
+  return rest.text == "\"}" ? "" : "keys";
+}
+
 }  // namespace
 
 std::string_view read_truth(std::string_view line, TruthRecord& record) {
@@ -314,27 +334,16 @@ std::string_view read_tape(std::string_view line, TapeLine& into) {
   if (!take_count(rest, into.sequence)) return "seq";
   if (!take(rest, ",\"ts_ms\":") || !take_count(rest, into.written_ms)) return "ts_ms";
   if (!take(rest, ",\"cusip\":\"")) return "keys";
+  // The CUSIP is not escaped: it ends where the rest of the line reads.
   constexpr std::string_view behind_cusip = "\",\"symbol\":\"";
-  const std::size_t end = rest.text.find(behind_cusip);
-  if (end == std::string_view::npos) return "cusip";
-  into.cusip = take_until(rest, end);
-  rest.text.remove_prefix(behind_cusip.size());
-  if (!take_escaped(rest, into.symbol)) return "symbol";
-  if (!take(rest, "\",\"price\":") || !take_number(rest, into.price)) return "price";
-  if (!take(rest, ",\"quantity\":") || !take_number(rest, into.quantity)) return "quantity";
-  if (!take(rest, ",\"cap\":\"") || !take_code(rest, into.cap)) return "cap";
-  if (!take(rest, "\",\"side\":\"") || !take_code(rest, into.side)) return "side";
-  if (!take(rest, "\",\"reporting_party\":\"") || !take_code(rest, into.reporting_party)) return "reporting_party";
-  if (!take(rest, "\",\"contra_party\":\"") || !take_code(rest, into.contra_party)) return "contra_party";
-  if (!take(rest, "\",\"exec_ts_ms\":") || !take_count(rest, into.executed_ms)) return "exec_ts_ms";
-  if (!take(rest, ",\"report_lag_ms\":") || !take_count(rest, into.report_lag_ms)) return "report_lag_ms";
-  if (!take(rest, ",\"settle\":")) return "settle";
-  into.settlement = take_bare(rest);
-  if (!take(rest, ",\"trade_id\":\"")) return "trade_id";
-  into.trade_id = take_until(rest, std::min(rest.text.find('"'), rest.text.size()));
-  if (!take(rest, "\",\"venue\":\"") || !take_escaped(rest, into.venue)) return "venue";
-  if (!take(rest, "\",\"where\":\"") || !take_escaped(rest, into.where)) return "where";
-  return rest.text == "\"}" ? "" : "keys";
+  std::string_view wrong = "cusip";
+  for (std::size_t end = rest.text.find(behind_cusip); end != std::string_view::npos;
+       end = rest.text.find(behind_cusip, end + 1)) {
+    into.cusip = rest.text.substr(0, end);
+    wrong = read_tape_behind_cusip({rest.text.substr(end + behind_cusip.size())}, into);
+    if (wrong.empty()) break;
+  }
+  return wrong;
 }
 
 bool read_mark(std::string_view line, Mark& mark) {

@@ -3,17 +3,21 @@
 #include <algorithm>
 #include <charconv>
 #include <limits>
+#include <map>
 #include <optional>
+#include <utility>
 
 #include "common/clocks.h"
 #include "vorbelctl/audit/day.h"
 #include "vorbelctl/audit/json_claims.h"
 #include "vorbelctl/audit/line_reader.h"
+#include "vorbelctl/audit/names.h"
 
 namespace vorbelctl {
 namespace {
 
 constexpr std::size_t most_skips_kept = 1000;
+constexpr std::size_t most_other_events = 20;
 
 // One line taken apart.
 struct Entry {
@@ -21,14 +25,32 @@ struct Entry {
   std::string wrong_sequence;             // what stands there instead of a sequence number; empty: nothing wrong does
   std::string cusip_of_book;              // of a line that states a book by itself
   const vorbeld::KindRow* row = nullptr;  // null: the kind was not said
+  std::string other_event;                // what was said of the kind, where that is none of the bench's
   Claims fields;
   Claims book;
 };
+
+// An event that is none of the bench's, as a handler calls it.
+struct OtherEvent {
+  std::string name;
+  const vorbeld::KindRow* row =
+      nullptr;    // of the kind that is likely meant; null: none is, so its lines are of no message
+  Cause cause{};  // of those that are taken for messages: the first one's discrepancy
+  std::vector<std::uint64_t> numbers{};  // of those that are not: what stands in their lines; at most most_skips_kept
+};
+
+// A line whose number is not the one that is due, and the lines without a number behind it.
+using Waiting = std::vector<Entry>;
 
 // Where the file stands.
 struct Course {
   Audit& audit;
   std::uint64_t next = 1;
+  Waiting waiting{};                       // for the number of the line that follows
+  std::map<std::uint64_t, Entry> early{};  // came before their turn; at most most_skips_kept
+  std::vector<OtherEvent> other_events{};  // at most most_other_events
+  std::uint64_t misnumbered_by = 0;  // by how much the line before had a wrong number, modulo 2^64; 0: it had none
+  Cause misnumbering{};              // the first line of those that are wrong by as much
   std::vector<Range>
       skipped{};  // numbers left out so far, so that one that comes after all is told from a repeated one
 };
@@ -52,25 +74,21 @@ void take_sequence(Entry& entry, const Claim& claim) {
 }
 
 Entry sort_claims(Claims&& claims) {
-  constexpr std::string_view book_prefix = "book.";
   Entry entry;
-  bool of_a_message = true;
   for (Claim& claim : claims) {
     if (claim.name == "seq") {
       take_sequence(entry, claim);
     } else if (claim.name == "event") {
       entry.row = kind_named(claim.text);
-      of_a_message = entry.row != nullptr;
+      if (entry.row != nullptr) continue;
+      entry.other_event = claim.text;
+      entry.row = near_kind(claim.text);
     } else if (claim.name.starts_with(book_prefix)) {
       claim.name.erase(0, book_prefix.size());
       entry.book.push_back(std::move(claim));
     } else if (claim.name != "via") {
       entry.fields.push_back(std::move(claim));
     }
-  }
-  if (!of_a_message) {
-    entry.sequence.reset();
-    entry.wrong_sequence.clear();
   }
   if (const Claim* const cusip = find_claim(entry.book, "cusip")) entry.cusip_of_book = cusip->text;
   return entry;
@@ -118,6 +136,16 @@ void look_back(Course& course, std::uint64_t sequence) {
   }
 }
 
+Received received_of(const Entry& entry) {
+  Received received;
+  received.by = Source::recording;
+  received.row = entry.row;
+  received.claims = &entry.fields;
+  received.book = &entry.book;
+  received.until_ms = vorbeld::wall_ms();  // when it was received is not told, but certainly before now
+  return received;
+}
+
 void take_message(Course& course, std::uint64_t sequence, const Entry& entry) {
   Audit& audit = course.audit;
   ++audit.counts.messages;
@@ -126,12 +154,7 @@ void take_message(Course& course, std::uint64_t sequence, const Entry& entry) {
     return;
   }
   if (sequence > course.next) pass_over(course, sequence);
-  Received received;
-  received.by = Source::recording;
-  received.row = entry.row;
-  received.claims = &entry.fields;
-  received.book = &entry.book;
-  received.until_ms = vorbeld::wall_ms();  // when it was received is not told, but certainly before now
+  const Received received = received_of(entry);
   const auto reconciled = reconcile(audit.reconciliation, sequence, &received, true);
   audit.last = sequence;
   course.next = sequence + 1;
@@ -150,10 +173,115 @@ void take_entry(Course& course, const Entry& entry) {
   }
 }
 
+// Takes the line for the message that is due. Lines that are wrong by as much one after the other are one fault.
+void take_as_due(Course& course, Entry& entry) {
+  const std::uint64_t by = *entry.sequence - course.next;
+  Discrepancies& discrepancies = course.audit.reconciliation.discrepancies;
+  if (by == course.misnumbered_by) {
+    note_follow_up(discrepancies, course.misnumbering);
+  } else {
+    course.misnumbering =
+        note(discrepancies, {std::min(*entry.sequence, course.next), "seq", Source::order, std::to_string(course.next),
+                             Source::recording, std::to_string(*entry.sequence)});
+  }
+  course.misnumbered_by = by;
+  entry.sequence = course.next;
+  take_entry(course, entry);
+}
+
+bool is_misnumbered(Course& course, const Entry& entry, std::optional<std::uint64_t> following) {
+  const Fit fit = fit_to_record(course.audit.reconciliation, course.next, received_of(entry));
+  const bool as_before = course.misnumbered_by != 0 && *entry.sequence - course.next == course.misnumbered_by;
+  return fit == Fit::surely || (fit == Fit::likely && (as_before || following == course.next + 1));
+}
+
+// Decides on the line that waits, now that the number of the one that follows is known, if there is one.
+void settle_waiting(Course& course, std::optional<std::uint64_t> following) {
+  Waiting waiting = std::exchange(course.waiting, {});
+  Entry& first = waiting.front();
+  const std::uint64_t sequence = *first.sequence;
+  if (is_misnumbered(course, first, following)) {
+    take_as_due(course, first);
+  } else if (following == course.next && sequence > course.next + 1 && course.early.size() < most_skips_kept) {
+    differ(course, course.next, "seq", std::to_string(course.next), std::to_string(sequence) + " before its turn");
+    first.book.clear();  // of that time, and not of its turn
+    course.early.emplace(sequence, std::move(first));
+    waiting.erase(waiting.begin());
+    for (const Entry& entry : waiting) take_entry(course, entry);
+    return;
+  } else {
+    take_entry(course, first);
+  }
+  for (std::size_t i = 1; i < waiting.size(); ++i) take_entry(course, waiting[i]);
+}
+
+// Those that came before their turn and have it now.
+void take_early(Course& course) {
+  while (!course.early.empty() && course.early.begin()->first <= course.next) {
+    const auto node = course.early.extract(course.early.begin());
+    take_entry(course, node.mapped());
+  }
+}
+
+// The line has an event that the bench does not have. Where the kind is clear in spite of that, it is taken for a
+// message, and all such lines are one fault; others are of no message.
+void settle_event(Course& course, Entry& entry) {
+  auto other = std::find_if(course.other_events.begin(), course.other_events.end(),
+                            [&](const OtherEvent& each) { return each.name == entry.other_event; });
+  const bool is_new = other == course.other_events.end();
+  if (is_new && course.other_events.size() < most_other_events) {
+    other = course.other_events.insert(other, OtherEvent{entry.other_event, entry.row});
+  }
+  const bool is_kept = other != course.other_events.end();
+  if (entry.row == nullptr || !entry.sequence) {
+    if (is_kept && entry.sequence && other->numbers.size() < most_skips_kept) other->numbers.push_back(*entry.sequence);
+    entry.sequence.reset();
+    entry.wrong_sequence.clear();
+    return;
+  }
+  Audit& audit = course.audit;
+  Discrepancies& discrepancies = audit.reconciliation.discrepancies;
+  if (is_new) {
+    const Cause cause = note(discrepancies, {*entry.sequence, "event", Source::rule, std::string(entry.row->name),
+                                             Source::recording, shown(entry.other_event)});
+    if (is_kept) other->cause = cause;
+    if (audit.likely.empty()) {
+      audit.likely = "event \"" + shown(entry.other_event) + "\" is not one of the bench's; did you mean \"" +
+                     std::string(entry.row->name) + "\"?";
+    }
+  } else {
+    note_follow_up(discrepancies, other->cause);
+  }
+}
+
+// Puts lines with wrong numbers and lines that came before their turn into their places, so that each is one
+// discrepancy and not one with every line that follows.
+void take_in_order(Course& course, Entry&& entry) {
+  if (!course.waiting.empty() && !entry.sequence) {
+    course.waiting.push_back(std::move(entry));
+    return;
+  }
+  if (!course.waiting.empty()) settle_waiting(course, entry.sequence);
+  take_early(course);
+  if (entry.sequence == course.next) course.misnumbered_by = 0;
+  if (!entry.sequence || entry.sequence == course.next) {
+    take_entry(course, entry);
+  } else if (*entry.sequence > course.next) {
+    course.waiting.push_back(std::move(entry));
+  } else if (is_misnumbered(course, entry, std::nullopt)) {
+    take_as_due(course, entry);
+  } else {
+    take_entry(course, entry);
+  }
+  take_early(course);
+}
+
 void take_line(Course& course, const Line& line, Claims& scratch) {
   if (line.text.empty()) return;
   if (read_claims(line.text, scratch)) {
-    take_entry(course, sort_claims(std::move(scratch)));
+    Entry entry = sort_claims(std::move(scratch));
+    if (!entry.other_event.empty()) settle_event(course, entry);
+    take_in_order(course, std::move(entry));
   } else {
     differ(course, course.next, "line", "a JSON object", "line " + std::to_string(line.number));
   }
@@ -177,6 +305,20 @@ void count_missing(Course& course) {
   }
 }
 
+// Messages that are missing while the recording has lines with their numbers, but of another event.
+void explain_missing(Course& course) {
+  Audit& audit = course.audit;
+  for (const OtherEvent& other : course.other_events) {
+    const auto missed = std::count_if(other.numbers.begin(), other.numbers.end(), [&](std::uint64_t number) {
+      return std::any_of(course.skipped.begin(), course.skipped.end(),
+                         [&](const Range& range) { return range.first <= number && number <= range.last; });
+    });
+    if (missed < 2 || !audit.likely.empty()) continue;
+    audit.likely =
+        "lines of missing messages have the event \"" + shown(other.name) + "\", which is not one of the bench's";
+  }
+}
+
 }  // namespace
 
 void reconcile_recording(Audit& audit, const std::string& path) {
@@ -185,7 +327,13 @@ void reconcile_recording(Audit& audit, const std::string& path) {
   Course course{audit, std::max<std::uint64_t>(audit.from, 1)};
   Claims scratch;
   while (const auto line = next_line(file, true)) take_line(course, *line, scratch);
+  if (!course.waiting.empty()) settle_waiting(course, std::nullopt);
+  while (!course.early.empty()) {
+    const auto node = course.early.extract(course.early.begin());
+    take_entry(course, node.mapped());
+  }
   check_tail(course);
+  explain_missing(course);
   count_missing(course);
 }
 

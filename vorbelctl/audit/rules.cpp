@@ -508,7 +508,7 @@ void remember(Rules& rules, const Ruled& ruled) {
     if (rules.stage == 'Z') rules.closed_by = ruled.sequence;
   }
   if (kind == Kind::summary) ruled.bond->summed_up = true;
-  if (brings_trade(kind)) remember_terms(*ruled.bond, ruled.record);
+  if (brings_trade(kind) && !ruled.doubted) remember_terms(*ruled.bond, ruled.record);
   if (!rules.whole) return;
   if (amends(kind)) remember_amendment(rules, ruled);
   if (brings_trade(kind)) remember_trade(rules, ruled);

@@ -56,6 +56,7 @@ struct Ruled {
   const TapeLine* tape = nullptr;         // null: there is no line, or it is wrong
   std::int64_t sent_s = 0;                // UTC; 0: not known
   bool generated = false;                 // a trade that was surely not reported
+  bool doubted = false;                   // record and message differ, so that neither teaches anything
   bool halted = false;                    // the bond, before this message
   std::optional<std::uint64_t> prints{};  // of the bond, before this message; nothing: not known for sure
   std::string_view unsummed{};            // at the end of the summaries: a bond that traded and has none

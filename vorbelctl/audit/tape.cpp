@@ -2,7 +2,8 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
+#include <algorithm>
+#include <array>
 
 #include "vorbelctl/audit/eastern_time.h"
 
@@ -76,22 +77,18 @@ struct LineComparison {
   }
 };
 
-bool same_number(const Cell& expected, const Cell& received, double tolerance) {
-  if (expected.text == received.text) return true;
-  if (!std::isfinite(expected.number) || !std::isfinite(received.number)) {
-    return expected.number == received.number || (std::isnan(expected.number) && std::isnan(received.number));
-  }
-  return std::fabs(expected.number - received.number) <= tolerance;
+bool same_amount(const Cell& expected, const Cell& received, double tolerance) {
+  return expected.text == received.text || same_number(expected.number, received.number, tolerance);
 }
 
 void compare_amounts(const LineComparison& comparison, const TapeLine& line, const TruthRecord& trade) {
   const Cell& price = cell(trade, "price");
   const Cell& quantity = cell(trade, "quantity");
-  if (!same_number(price, line.price, 1e-9)) {
+  if (!same_amount(price, line.price, 1e-9)) {
     comparison.differ("price", Source::truth, shown(price.text), shown(line.price.text));
   }
   // Written without decimals, and rounded from more of them than the truth file shows.
-  if (!same_number(quantity, line.quantity, 0.51)) {
+  if (!same_amount(quantity, line.quantity, 0.51)) {
     comparison.differ("quantity", Source::truth, shown(quantity.text), shown(line.quantity.text));
   }
   comparison.same("cap", cap_of(trade), line.cap);
@@ -133,6 +130,11 @@ Presence reach_line(Tape& tape, std::uint64_t sequence, std::string_view trade_i
   }
 }
 
+std::uint64_t peek_written_ms(Tape& tape) {
+  const bool there = tape.there || read_next(tape, false);
+  return there && tape.wrong_key.empty() && lag_fits(tape.line) ? tape.line.written_ms : 0;
+}
+
 void pass_rest(Tape& tape, std::uint64_t last) {
   while (tape.there || read_next(tape, false)) {
     if (!tape.wrong_key.empty()) {
@@ -144,6 +146,27 @@ void pass_rest(Tape& tape, std::uint64_t last) {
     if (tape.line.sequence > last) return;
     pass_over(tape);
   }
+}
+
+std::optional<FieldId> field_of_tape(std::string_view name) {
+  struct Row {
+    std::string_view name;
+    FieldId field;
+  };
+  static constexpr std::array rows{Row{"tape.cusip", "cusip"},
+                                   Row{"tape.symbol", "symbol"},
+                                   Row{"tape.price", "price"},
+                                   Row{"tape.quantity", "quantity"},
+                                   Row{"tape.cap", "quantity"},
+                                   Row{"tape.side", "side"},
+                                   Row{"tape.reporting_party", "reporting_party"},
+                                   Row{"tape.contra_party", "contra_party"},
+                                   Row{"tape.exec_ts_ms", "executed_at"},
+                                   Row{"tape.settle", "settlement"},
+                                   Row{"tape.trade_id", "trade_id"},
+                                   Row{"tape.where", "ats"}};
+  const auto* const row = std::find_if(rows.begin(), rows.end(), [&](const Row& each) { return each.name == name; });
+  return row == rows.end() ? std::nullopt : std::optional(row->field);
 }
 
 std::optional<std::uint64_t> compare_line(Tape& tape, std::uint64_t sequence, const TruthRecord& trade,

@@ -40,9 +40,16 @@ enum class Presence : std::uint8_t { there, not_yet, absent };
 // `no_more` will be written. Lines of trades that the truth does not have are noted and left out.
 Presence reach_line(Tape& tape, std::uint64_t sequence, std::string_view trade_id, bool no_more);
 
+// When the line that is next was written, wall clock; 0: it is not there or cannot be believed.
+std::uint64_t peek_written_ms(Tape& tape);
+
 // Notes the lines that are left up to the sequence number `last`: all its trades have been compared, so they belong to
 // none.
 void pass_rest(Tape& tape, std::uint64_t last);
+
+// The field of the trade's message that says the same as this one of its line, "tape.price" or so; nothing where none
+// does.
+std::optional<FieldId> field_of_tape(std::string_view name);
 
 // Compares `line`, which is the trade's, with the trade's record, and takes it off the tape. Returns the wall-clock
 // time at which it was written, when it can be believed.

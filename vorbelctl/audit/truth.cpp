@@ -146,8 +146,8 @@ bool may_be_lost(const Truth& truth, std::uint64_t trade_number) {
 }
 
 void index_trade(Truth& truth, std::uint64_t trade_number, std::uint32_t sent_date) {
-  if (may_be_next(truth, trade_number)) truth.trades.resize(trade_number - 1, {lost_line, 0, false});
-  truth.trades.push_back({truth.entry.line_at, sent_date, false});
+  if (may_be_next(truth, trade_number)) truth.trades.resize(trade_number - 1, {lost_line, 0, false, false});
+  truth.trades.push_back({truth.entry.line_at, sent_date, false, false});
   truth.unread = 0;
 }
 

@@ -33,6 +33,7 @@ struct IndexedTrade {
   std::uint64_t line_at = 0;    // of its record in the truth file; lost_line: the record is lost
   std::uint32_t sent_date = 0;  // YYYYMMDD of its message; 0: the message was not received
   bool amended = false;         // cancelled or corrected since
+  bool doubted = false;         // the record and its message say different things
 };
 
 struct Truth {

@@ -64,7 +64,9 @@ void check_truth(const Outcome& outcome) {
 // A verdict on nothing would be none.
 void check_compared(const Outcome& outcome) {
   const Audit& audit = outcome.audit;
-  if (audit.counts.messages != 0 || !is_equal(outcome)) return;
+  if (!is_equal(outcome)) return;
+  if (audit.counts.messages != 0 && !compared_nothing(outcome)) return;
+  if (audit.counts.messages != 0) throw NoFeed(only_numbers_text(outcome));
   throw NoFeed("there is no message from #" + std::to_string(std::max<std::uint64_t>(audit.from, 1)) + " on in " +
                outcome.where + ", so nothing was compared; see --from");
 }
@@ -100,6 +102,8 @@ int run_audit(const Options& options) {
   outcome.tape = options.audit.tape;
   const std::uint64_t begun_ms = vorbeld::monotonic_ms();
   try {
+    if (options.audit.strict && options.audit.capture.empty()) throw std::invalid_argument("--strict needs --capture");
+    outcome.audit.reconciliation.strict = options.audit.strict;
     open_files(outcome.audit.reconciliation, outcome.truth, outcome.tape);
     check_truth(outcome);
     audit_origin(outcome, request_of(options), options.quiet);

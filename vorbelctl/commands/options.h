@@ -64,6 +64,7 @@ struct AuditOptions {
   double seconds = 0;      // 0: no limit
   double timeout_s = 5;    // silence after which nobody is there, or no more
   std::string html;        // empty: no page is written
+  bool strict = false;     // a name in a handler's recording that cannot be compared is a discrepancy
 };
 
 struct Options {

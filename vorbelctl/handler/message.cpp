@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
 #include <system_error>
 
 namespace vorbelctl {
@@ -49,6 +50,22 @@ bool read_decimal(std::string_view bytes, double& number) {
   return true;
 }
 
+// Behind blanks, what the publisher writes for a number that is not finite; a report may bring one.
+bool read_endless(std::string_view bytes, double& number) {
+  const std::string_view word = bytes.substr(std::min(bytes.find_first_not_of(' '), bytes.size()));
+  constexpr double infinite = std::numeric_limits<double>::infinity();
+  if (word == "inf" || word == "-inf") {
+    number = word.front() == '-' ? -infinite : infinite;
+    return true;
+  }
+  number = std::numeric_limits<double>::quiet_NaN();
+  return word == "nan" || word == "-nan";
+}
+
+bool read_price(std::string_view bytes, double& number) {
+  return read_decimal(bytes, number) || (read_endless(bytes, number) && number > 0);
+}
+
 bool read_quantity(std::string_view bytes, double& number) {
   constexpr std::string_view millions = "MM+";
   if (bytes.substr(1, millions.size()) == millions) {
@@ -56,13 +73,14 @@ bool read_quantity(std::string_view bytes, double& number) {
     return (bytes[0] == '1' || bytes[0] == '5') && all_blank(bytes.substr(1 + millions.size()));
   }
   const bool negative = bytes[0] == '-';
-  if (!read_decimal(bytes.substr(negative ? 1 : 0), number)) return false;
+  if (!read_decimal(bytes.substr(negative ? 1 : 0), number)) return read_endless(bytes, number);
   if (negative) number = -number;
   return true;
 }
 
 bool read_yield(std::string_view bytes, double& number) {
-  if ((bytes[0] != ' ' && bytes[0] != '-') || !read_decimal(bytes.substr(1), number)) return false;
+  if (bytes[0] != ' ' && bytes[0] != '-') return false;
+  if (!read_decimal(bytes.substr(1), number) && !read_endless(bytes.substr(1), number)) return false;
   if (bytes[0] == '-') number = -number;
   return true;
 }
@@ -122,7 +140,7 @@ bool read_cell(std::string_view bytes, Form form, std::string_view codes, Cell& 
       if (!cell.said) cell.text = {};
       return !cell.said || all_digits(bytes);
     case Form::price:
-      return read_decimal(bytes, cell.number);
+      return read_price(bytes, cell.number);
     case Form::quantity:
       return read_quantity(bytes, cell.number);
     case Form::yield:

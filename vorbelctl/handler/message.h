@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -21,6 +22,11 @@ struct Cell {
   double number = 0;      // prices, yields and quantities; of a capped quantity the cap
   bool said = false;      // false: blank where the field may be, such as the yield of a trade that carries none
 };
+
+// True when two numbers differ by less than the tolerance; infinities and NaN are the same as themselves alone.
+inline bool same_number(double left, double right, double tolerance) {
+  return left == right || std::fabs(left - right) < tolerance || (std::isnan(left) && std::isnan(right));
+}
 
 // One message. Cells that its kind does not have say nothing.
 struct Message {

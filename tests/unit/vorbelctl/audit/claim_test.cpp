@@ -71,6 +71,11 @@ TEST(Says, TakesNoNumberForOneThatIsNone) {
   EXPECT_FALSE(says_price(text_claim("nan"), number_cell(98.25)));
   EXPECT_FALSE(says_price(number_claim(1e308), number_cell(98.25)));
   EXPECT_TRUE(says_price(number_claim(infinite), number_cell(infinite)));
+  for (const char* const text : {"inf", "Infinity"}) {
+    EXPECT_TRUE(says_price(text_claim(text), number_cell(infinite))) << text;
+    EXPECT_FALSE(says_price(text_claim(text), number_cell(nan))) << text;
+  }
+  EXPECT_TRUE(says_price(text_claim("NaN"), number_cell(nan)));
   EXPECT_FALSE(says_price(number_claim(infinite), number_cell(-infinite)));
 }
 
@@ -111,6 +116,17 @@ TEST(Says, TakesNullAndBlanksForNothing) {
     EXPECT_FALSE(says_code(nothing, "Y", "Y "));
     EXPECT_FALSE(says_price(nothing, number_cell(0)));
   }
+}
+
+TEST(Says, TakesNullForWhatJsonHasNoNumberFor) {
+  EXPECT_TRUE(says_price(null_claim, number_cell(std::numeric_limits<double>::infinity())));
+  EXPECT_TRUE(says_price(null_claim, number_cell(std::numeric_limits<double>::quiet_NaN())));
+  EXPECT_FALSE(says_price(null_claim, number_cell(98.25)));
+}
+
+TEST(Says, TakesNaNForNothing) {
+  EXPECT_TRUE(says(text_claim("NaN"), Cell(), Form::yield, "", tolerance));
+  EXPECT_FALSE(says(text_claim("inf"), Cell(), Form::yield, "", tolerance));
 }
 
 TEST(Says, TakesNoZeroForNothing) {

@@ -66,13 +66,16 @@ TEST(CarriedPrice, IsCutAtTheRightOfItsField) {
   EXPECT_EQ(carried_price(9999.9999996), 10000.0) << "rounded first";
 }
 
-TEST(CarriedPrice, OfWhatNoMessageCanCarryIsNoNumber) {
-  EXPECT_TRUE(std::isnan(carried_price(std::numeric_limits<double>::infinity())));
+TEST(CarriedPrice, MayBeInfinite) {
+  constexpr double infinite = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(carried_price(infinite), infinite);
 }
 
 TEST(Agreement, IsOfNumbersWithinTheTolerance) {
   const Cell price{{}, 98.25, true};
   EXPECT_TRUE(agrees(price, {{}, 98.2500004, true}, Form::price, price_tolerance));
+  EXPECT_TRUE(agrees({{}, nan, true}, {{}, nan, true}, Form::quantity, price_tolerance));
+  EXPECT_FALSE(agrees({{}, nan, true}, price, Form::quantity, price_tolerance));
   EXPECT_FALSE(agrees(price, {{}, 98.2500006, true}, Form::price, price_tolerance));
   EXPECT_FALSE(agrees({{}, nan, true}, price, Form::price, price_tolerance));
   EXPECT_FALSE(agrees(price, {{}, nan, true}, Form::price, price_tolerance));
@@ -221,6 +224,8 @@ TEST(SentAt, BesideItsWindowIsExpectedSoonAfterTheMessageBefore) {
   EXPECT_EQ(sent_at("20240701120004", {noon_s, noon_s + 3}), "order 20240701120001");
   EXPECT_EQ(sent_at("20240701115959", {noon_s, noon_s + 3}), "order 20240701120001");
   EXPECT_EQ(sent_at("20240701115959", {noon_s, noon_s}), "order 20240701120000");
+  EXPECT_EQ(sent_at("20240701130002", {noon_s, noon_s + 3, noon_s + 2}), "order 20240701120002") << "it is known";
+  EXPECT_EQ(sent_at("20240701120005", {noon_s, noon_s + 3, noon_s + 5}), "order 20240701120003") << "but in the window";
   EXPECT_EQ(sent_at("20240230120000", {noon_s, noon_s + 3}), "order 20240701120001") << "no such day";
 }
 
@@ -303,13 +308,13 @@ TEST(Names, MayBeThoseOfABondThatAReportBroughtIntoBeing) {
 
 TEST(Names, AreNotBelievedWhenTheyDoNotBelongTogether) {
   BondNames known;
-  EXPECT_EQ(names(known, "AAPL", "FORD 4.35 05/04/43"), "earlier messages AAPL, earlier messages \"\"");
+  EXPECT_EQ(names(known, "AAPL", "FORD 4.35 05/04/43"), "earlier messages AAPL, earlier messages AAPL ...");
   EXPECT_FALSE(known.description);
 }
 
 TEST(Names, AreNotExpectedBeforeTheyAreTold) {
   BondNames known;
-  EXPECT_EQ(names(known, std::nullopt, std::nullopt), "anything, earlier messages \"\"");
+  EXPECT_EQ(names(known, std::nullopt, std::nullopt), "anything, earlier messages  ...");
 }
 
 }  // namespace

@@ -130,6 +130,7 @@ TEST(VerdictText, IsATableOfFigures) {
       "  duplicates                   0\n"
       "  out of order                 0\n"
       "  heartbeats                   5\n"
+      "  compared                     0   fields of messages; 0 states of a bond's day\n"
       "  discrepancies                0\n");
 }
 
@@ -156,6 +157,19 @@ TEST(VerdictText, IsCutAtTwentyDiscrepancies) {
   EXPECT_TRUE(holds(text, "#20 "));
   EXPECT_FALSE(holds(text, "#21 "));
   EXPECT_TRUE(holds(text, "... and 1,480 more\n"));
+}
+
+TEST(VerdictText, ShowsFewOfAFieldThatWouldHideTheOthers) {
+  const auto outcome = equal_outcome();
+  for (std::uint64_t i = 1; i <= 1500; ++i) add_discrepancy(*outcome, i % 999 + 1);
+  note(outcome->audit.reconciliation.discrepancies, {900, "side", Source::truth, "B", Source::message, "S", 0});
+  EXPECT_FALSE(holds(verdict_text(*outcome), "#900 ")) << "it is not listed";
+  auto& listed = outcome->audit.reconciliation.discrepancies.listed;
+  listed[500] = {900, "side", Source::truth, "B", Source::message, "S", 0};
+  const std::string text = verdict_text(*outcome);
+  EXPECT_TRUE(holds(text, "#4 ")) << text;
+  EXPECT_FALSE(holds(text, "#5 ")) << text;
+  EXPECT_TRUE(holds(text, "#900     side ")) << text;
 }
 
 TEST(VerdictText, TellsOfPacketsThatWereNotPartOfTheFeed) {
@@ -198,13 +212,14 @@ TEST(VerdictJson, HoldsEveryKeyItPromises) {
       verdict_json(*outcome),
       R"({"verdict":"equal","sentence":"1,234 messages equal to their truth records and the tape",)"
       R"("origin":"feed","where":"233.252.0.3:28977","session":"BTDS000001","truth":"truth.jsonl",)"
-      R"("tape":"tape.jsonl","ended_by":"end of session","unfinished":null,"restart":null,"second_sender":null,)"
+      R"("tape":"tape.jsonl","ended_by":"end of session","unfinished":null,"restart":null,"likely":null,"second_sender":null,)"
       R"("seconds":12.345,"first":1,"last":1234,"joined":1,)"
       R"("messages":1234,"trades":1200,"cancels":20,"corrections":10,"halts":1,"summaries":1,"controls":2,)"
       R"("malformed_messages":0,"lost":0,"recovered":0,"missing":0,"out_of_order":0,"duplicates":0,"altered":0,"fetched":0,)"
       R"("gaps":0,"longest_gap_ms":0,"faults":0,"heartbeats":5,"end_of_sessions":0,"packets":2000,)"
       R"("malformed_packets":0,"foreign_packets":0,"requests":0,"truth_records":0,"marks":0,"tape_lines":0,)"
-      R"("bonds":0,"fields_compared":0,"days_compared":0,"not_compared":[],"discrepancies":0,"follow_ups":0,)"
+      R"("bonds":0,"fields_compared":0,"days_compared":0,"books_compared":0,"not_compared":[],"did_you_mean":{},)"
+      R"("discrepancies":0,"follow_ups":0,)"
       R"("first_wrong":null,"missing_ranges":[],"discrepancy_list":[],"books":[]})");
 }
 

@@ -186,7 +186,7 @@ TEST(Reconciliation, SeesWhereTheRecordIsWrong) {
     const char* wrong;
   };
   for (const Case& each : {
-           Case{3, "\"side\":\"B\"", "\"side\":\"S\"", "#3 side: truth S, message B"},
+           Case{3, "\"side\":\"B\"", "\"side\":\"S\"", "#3 side: truth S, message B (2 follow)"},
            Case{8, "control", "halt", "#8 event: record control, truth halt"},
            Case{8, "\"type\":\"C\"", "\"type\":\"X\"", "#8 type: truth X, message C"},
            Case{5, "0000003", "0000004", "#5 trade_id: order 0000003, truth 0000004"},
@@ -311,10 +311,22 @@ TEST(ReconciledClaims, ThatNothingCanBeComparedWithAreNamed) {
 TEST(Uncompared, AreNamedOnceAndNoMoreThanSoMany) {
   Reconciliation all;
   for (int round = 0; round < 2; ++round) {
-    for (int i = 0; i < 300; ++i) note_uncompared(all, std::to_string(i));
+    for (int i = 0; i < 300; ++i) note_uncompared(all, 3, std::to_string(i));
   }
   EXPECT_EQ(all.uncompared.size(), most_names_uncompared);
   EXPECT_EQ(all.uncompared[1], "1");
+  EXPECT_EQ(all.discrepancies.total, 0U);
+}
+
+TEST(Uncompared, AreDiscrepanciesWhereThatIsAskedFor) {
+  Reconciliation all;
+  all.strict = true;
+  for (const char* const name : {"px", "recv_ns", "px"}) note_uncompared(all, 3, name);
+  ASSERT_EQ(all.discrepancies.listed.size(), 2U);
+  EXPECT_EQ(sample::discrepancy_line(all.discrepancies.listed[0]),
+            "#3 px: rule a name that can be compared: price, recording px");
+  EXPECT_EQ(sample::discrepancy_line(all.discrepancies.listed[1]),
+            "#3 recv_ns: rule a name that can be compared, recording recv_ns");
 }
 
 }  // namespace

@@ -351,7 +351,7 @@ TEST(TapeLine, TakesTextsAsTheyAreEscaped) {
 }
 
 TEST(TapeLine, TakesARawCusip) {
-  for (const char* const cusip : {"", "a\"b\\", "a\",\"symbol", "\xff"}) {
+  for (const char* const cusip : {"", "a\"b\\", "a\",\"symbol", "\",\"symbol\":\"x", "\xff"}) {
     TapeLine line;
     const std::string text = altered(tape_text, "345370CS9", cusip);
     EXPECT_EQ(read_tape(text, line), "") << cusip;

@@ -5,6 +5,8 @@
 
 #include <array>
 #include <charconv>
+#include <cmath>
+#include <limits>
 #include <optional>
 #include <random>
 #include <string>
@@ -190,6 +192,27 @@ TEST(Decoder, ReadsQuantities) {
   }
 }
 
+TEST(Decoder, ReadsNumbersThatAreNotFinite) {
+  constexpr double infinite = std::numeric_limits<double>::infinity();
+  Cell cell;
+  EXPECT_TRUE(read_cell("        inf", Form::price, "", cell));
+  EXPECT_EQ(cell.number, infinite);
+  EXPECT_TRUE(read_cell("          -inf", Form::quantity, "", cell));
+  EXPECT_EQ(cell.number, -infinite);
+  EXPECT_TRUE(read_cell("           inf", Form::yield, "", cell));
+  EXPECT_EQ(cell.number, infinite);
+  EXPECT_TRUE(read_cell("-          inf", Form::yield, "", cell));
+  EXPECT_EQ(cell.number, -infinite);
+  for (const char* const bytes : {"           nan", "          -nan"}) {
+    EXPECT_TRUE(read_cell(bytes, Form::quantity, "", cell)) << bytes;
+    EXPECT_TRUE(std::isnan(cell.number)) << bytes;
+  }
+  for (const char* const bytes :
+       {"inf        ", "       -inf", "        nan", "           ", "       inf ", "        INF"}) {
+    EXPECT_FALSE(read_cell(bytes, Form::price, "", cell)) << bytes;
+  }
+}
+
 TEST(Decoder, RefusesWhatIsNoQuantity) {
   for (const char* const bytes : {"2MM+          ", "1MM+         x", "1MM           ", " 0000000005.00",
                                   "--000000005.00", "00000000005 00", "              ", "-             "}) {
@@ -353,7 +376,7 @@ TEST(Decimal, IsReadWithoutItsPointToo) {
 }
 
 TEST(Decimal, HasDigitsAndOnePoint) {
-  for (const char* const bytes : {"", ".", "..", "1.2.3", "-1", "+1", " 1", "1 ", "1e5", "0x1", "inf", "nan", "1,5"}) {
+  for (const char* const bytes : {"", ".", "..", "1.2.3", "-1", "+1", " 1", "1 ", "1e5", "0x1", "nan", "1,5"}) {
     EXPECT_EQ(decimal(bytes), std::nullopt) << bytes;
   }
 }
