@@ -42,7 +42,11 @@ void settle_gaps(Audit& audit, Follower& follower) {
   note_events(audit, take_events(follower.receiver));
   if (!audit.restart.empty()) return;
   const std::uint64_t begun_ms = vorbeld::monotonic_ms();
-  while (!follower.receiver.gaps.empty() && elapsed_ms(begun_ms) < recovery_patience_ms) pump_into(audit, follower, 10);
+  const auto is_open = [&] {
+    const auto& gaps = follower.receiver.gaps;
+    return !gaps.empty() && !is_beyond(audit, gaps.front().first);
+  };
+  while (is_open() && elapsed_ms(begun_ms) < recovery_patience_ms) pump_into(audit, follower, 10);
   finish(follower.receiver, vorbeld::monotonic_ms());
   note_events(audit, take_events(follower.receiver));
 }
@@ -68,10 +72,13 @@ void use_wall_clock(Audit& audit) {
 
 // What the bench has sent beyond the file's last record, as far as one answer tells: it may have no record of it.
 void ask_beyond(Audit& audit, const Addresses& addresses, std::uint64_t end) {
+  if (is_beyond(audit, end)) return;
   ReceiverSettings settings;
   settings.most_tries = 1;
   settings.insist = false;
-  Follower follower = follow_answers(addresses, settings, end, end + settings.most_per_request);
+  const std::uint64_t most = audit.to == 0 ? settings.most_per_request : audit.to - end + 1;
+  Follower follower =
+      follow_answers(addresses, settings, end, end + std::min<std::uint64_t>(most, settings.most_per_request));
   while (!follower.receiver.gaps.empty() && !interrupted()) {
     std::vector<Event> events = pump(follower, 50);
     // A number without a message has not been sent yet.
@@ -89,6 +96,7 @@ Follower join_feed_for(Outcome& outcome, const AuditRequest& request) {
   settings.first = request.from;
   if (settings.recover && settings.first == 0) settings.first = 1;
   outcome.audit.from = settings.first;
+  outcome.audit.to = request.ends.to;
   use_wall_clock(outcome.audit);
   return follow_feed(request.addresses, settings);
 }
@@ -96,6 +104,7 @@ Follower join_feed_for(Outcome& outcome, const AuditRequest& request) {
 bool audit_feed(Outcome& outcome, Follower& follower, const AuditRequest& request) {
   follower.overhear = [&](std::string_view bytes, std::uint64_t not_before_ms) {
     if (follower.receiver.totals.began_again != 0) return;
+    if (is_beyond(outcome.audit, follower.receiver.end - 1)) return;
     Reconciliation& all = outcome.audit.reconciliation;
     hear_packet(all.wire, bytes, follower.receiver.settings.session, {not_before_ms, vorbeld::monotonic_ms()},
                 all.discrepancies);
@@ -119,9 +128,11 @@ void audit_retransmission(Outcome& outcome, const AuditRequest& request) {
   outcome.where = endpoint(request.addresses.host, request.addresses.retrans_port);
   Audit& audit = outcome.audit;
   audit.from = std::max<std::uint64_t>(request.from, 1);
+  audit.to = request.ends.to;
   audit.on_the_wire = false;
   use_wall_clock(audit);
-  const std::uint64_t end = audit.reconciliation.truth.last_known + 1;
+  const std::uint64_t last = audit.reconciliation.truth.last_known;
+  const std::uint64_t end = (audit.to == 0 ? last : std::min(last, audit.to)) + 1;
   if (end <= audit.from) return;
   Follower follower = follow_answers(request.addresses, {}, audit.from, end);
   while (!follower.receiver.gaps.empty() && !interrupted()) {
@@ -142,6 +153,7 @@ void audit_pcap(Outcome& outcome, const AuditRequest& request) {
   outcome.where = request.pcap;
   Audit& audit = outcome.audit;
   audit.from = request.from;
+  audit.to = request.ends.to;
   ReceiverSettings settings;
   settings.session = make_session(request.addresses.session);
   settings.first = request.from;
@@ -149,9 +161,10 @@ void audit_pcap(Outcome& outcome, const AuditRequest& request) {
   Receiver receiver = make_receiver(settings);
   std::uint64_t captured_ms = 0;
   const auto take = [&](std::string_view bytes, Channel channel, std::uint64_t at_ms, SenderId sender) {
+    if (receiver.joined_at != 0 && is_beyond(audit, receiver.next - 1)) return;  // all that is to be judged is here
     captured_ms = at_ms;
     const bool of_run = take_packet(receiver, bytes, channel, at_ms, sender);
-    if (of_run && audit.restart.empty()) {
+    if (of_run && audit.restart.empty() && !is_beyond(audit, receiver.end - 1)) {
       Reconciliation& all = audit.reconciliation;
       hear_packet(all.wire, bytes, settings.session, {at_ms, at_ms}, all.discrepancies);
     }
@@ -165,6 +178,8 @@ void audit_pcap(Outcome& outcome, const AuditRequest& request) {
         "no packet of the session {} to {} among the {} frames of {}; see --mcast, --port and --session",
         outcome.session, endpoint(request.addresses.group, request.addresses.feed_port), totals.frames, outcome.where));
   }
+  const std::uint64_t due = std::min(audit.to, audit.reconciliation.truth.last_known);
+  if (audit.restart.empty()) expect_until(receiver, due + 1, captured_ms);
   finish(receiver, captured_ms);
   note_events(audit, take_events(receiver));
   settle_records(audit);
@@ -175,6 +190,7 @@ void audit_pcap(Outcome& outcome, const AuditRequest& request) {
 void audit_recording(Outcome& outcome, const AuditRequest& request) {
   outcome.where = request.recording;
   outcome.audit.from = request.from;
+  outcome.audit.to = request.ends.to;
   reconcile_recording(outcome.audit, request.recording);
   outcome.ended_by = "end of input";
 }

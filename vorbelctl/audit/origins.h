@@ -22,7 +22,7 @@ struct NoFeed : std::runtime_error {
 struct AuditRequest {
   Addresses addresses;
   std::uint64_t from = 0;  // 0: the first message of the run, or of the capture
-  Ends ends;               // of a live audit
+  Ends ends;               // time and silence are those of a live audit
   std::string pcap;        // a capture of packets
   std::string recording;   // what a handler wrote down
 };

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "vorbelctl/audit/coverage.h"
 #include "vorbelctl/wording/wording.h"
 
 namespace vorbelctl {
@@ -148,7 +149,9 @@ std::string verdict_sentence(const Outcome& outcome) {
   for (const std::string& before : {outcome.audit.restart, outcome.audit.second_sender, outcome.unfinished}) {
     if (!before.empty()) sentence += before + "; ";
   }
-  return sentence + reconciled_sentence(outcome);
+  sentence += reconciled_sentence(outcome);
+  const std::string coverage = coverage_sentence(outcome);
+  return coverage.empty() ? sentence : sentence + "; " + coverage;
 }
 
 std::string_view origin_name(Origin origin) {

@@ -6,14 +6,17 @@
 #include <optional>
 
 #include "common/clocks.h"
+#include "vorbelctl/audit/coverage.h"
 #include "vorbelctl/audit/day.h"
 #include "vorbelctl/audit/json_claims.h"
 #include "vorbelctl/audit/line_reader.h"
+#include "vorbelctl/doors/sockets.h"
 
 namespace vorbelctl {
 namespace {
 
 constexpr std::size_t most_skips_kept = 1000;
+constexpr std::uint64_t record_patience_ms = 2000;  // for the record of a message that a handler has already
 
 // One line taken apart.
 struct Entry {
@@ -29,6 +32,8 @@ struct Entry {
 struct Course {
   Audit& audit;
   std::uint64_t next = 1;
+  bool left_out = false;   // the line before is of a message that is not to be judged
+  bool is_patient = true;  // the bench may still write a record; false: it was waited for in vain
   std::vector<Range>
       skipped{};  // numbers left out so far, so that one that comes after all is told from a repeated one
 };
@@ -81,16 +86,33 @@ void differ(Course& course, std::uint64_t sequence, std::string field, std::stri
        {sequence, std::move(field), Source::order, std::move(expected), Source::recording, std::move(received)});
 }
 
-// The line skips numbers. The books go on without the handler.
+// Reconciles as soon as the files have what is needed. The bench writes a record right after its message, and none but
+// those of halts behind the day's last message.
+std::optional<Reconciled> reconcile_once_written(Course& course, std::uint64_t sequence, const Received& received) {
+  Reconciliation& all = course.audit.reconciliation;
+  const std::uint64_t begun_ms = vorbeld::monotonic_ms();
+  while (course.is_patient && all.rules.closed_by == 0) {
+    if (auto reconciled = reconcile(all, sequence, &received, false)) return reconciled;
+    course.is_patient = vorbeld::monotonic_ms() - begun_ms < record_patience_ms;
+    if (course.is_patient) wait_readable({}, 10);
+  }
+  return reconcile(all, sequence, &received, true);
+}
+
+// The line skips numbers. The books go on without the handler, by the records that there are.
 void pass_over(Course& course, std::uint64_t until) {
   if (course.skipped.size() < most_skips_kept) {
     course.skipped.push_back({course.next, until - 1});
   } else {
     course.audit.counts.missing += until - course.next;
   }
-  for (; course.next < until; ++course.next) {
-    reconcile(course.audit.reconciliation, course.next, nullptr, true, Cause{});
+  Truth& truth = course.audit.reconciliation.truth;
+  while (reach_entry(truth, true) && truth.entry.sequence < until) {
+    const std::uint64_t sequence = truth.entry.sequence;
+    reconcile(course.audit.reconciliation, sequence, nullptr, true,
+              sequence < course.next ? std::nullopt : std::optional(Cause{}));
   }
+  course.next = until;
 }
 
 // Takes the number out of those that were skipped; false when it is none of them.
@@ -132,7 +154,7 @@ void take_message(Course& course, std::uint64_t sequence, const Entry& entry) {
   received.claims = &entry.fields;
   received.book = &entry.book;
   received.until_ms = vorbeld::wall_ms();  // when it was received is not told, but certainly before now
-  const auto reconciled = reconcile(audit.reconciliation, sequence, &received, true);
+  const auto reconciled = reconcile_once_written(course, sequence, received);
   audit.last = sequence;
   course.next = sequence + 1;
   if (!reconciled || !reconciled->recorded) return;
@@ -140,7 +162,15 @@ void take_message(Course& course, std::uint64_t sequence, const Entry& entry) {
   note_message(audit.history, *reconciled, 0);
 }
 
+// Before the first number of all there is nothing to leave out.
+bool is_left_out(const Course& course, std::uint64_t sequence) {
+  const bool is_before = course.audit.from > 1 && sequence < course.audit.from;
+  return is_before || is_beyond(course.audit, sequence);
+}
+
 void take_entry(Course& course, const Entry& entry) {
+  if (entry.sequence) course.left_out = is_left_out(course, *entry.sequence);
+  if (course.left_out) return;
   if (!entry.wrong_sequence.empty()) {
     differ(course, course.next, "seq", "a sequence number", entry.wrong_sequence);
   } else if (entry.sequence) {
@@ -154,19 +184,17 @@ void take_line(Course& course, const Line& line, Claims& scratch) {
   if (line.text.empty()) return;
   if (read_claims(line.text, scratch)) {
     take_entry(course, sort_claims(std::move(scratch)));
-  } else {
+  } else if (!course.left_out) {
     differ(course, course.next, "line", "a JSON object", "line " + std::to_string(line.number));
   }
 }
 
-// What the bench sent after the last line was not received.
+// What the bench sent after the last line was not received, as far as it is due.
 void check_tail(Course& course) {
-  Truth& truth = course.audit.reconciliation.truth;
-  std::uint64_t last = 0;
-  while (reach_entry(truth, true)) {
-    last = truth.entry.sequence;
-    truth.entry.there = false;
-  }
+  Audit& audit = course.audit;
+  const TruthExtent extent = read_extent(audit.reconciliation.truth);
+  audit.truth_last = extent.last;
+  const std::uint64_t last = due_number(extent, audit.to);
   if (last >= course.next) course.skipped.push_back({course.next, last});
 }
 
@@ -183,6 +211,7 @@ void reconcile_recording(Audit& audit, const std::string& path) {
   LineReader file = open_reader(path);
   audit.on_the_wire = false;
   Course course{audit, std::max<std::uint64_t>(audit.from, 1)};
+  course.left_out = audit.from > 1;
   Claims scratch;
   while (const auto line = next_line(file, true)) take_line(course, *line, scratch);
   check_tail(course);

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "common/clocks.h"
+#include "vorbelctl/audit/coverage.h"
 #include "vorbelctl/audit/origins.h"
 #include "vorbelctl/commands/commands.h"
 #include "vorbelctl/page/page.h"
@@ -14,6 +15,7 @@ AuditRequest request_of(const Options& options) {
   AuditRequest request;
   request.addresses = options.addresses;
   request.from = options.audit.from;
+  request.ends.to = options.audit.to;
   request.ends.end_of_session = options.audit.until_end;
   request.ends.seconds = options.audit.seconds;
   request.ends.silence_s = options.audit.timeout_s;
@@ -65,8 +67,11 @@ void check_truth(const Outcome& outcome) {
 void check_compared(const Outcome& outcome) {
   const Audit& audit = outcome.audit;
   if (audit.counts.messages != 0 || !is_equal(outcome)) return;
-  throw NoFeed("there is no message from #" + std::to_string(std::max<std::uint64_t>(audit.from, 1)) + " on in " +
-               outcome.where + ", so nothing was compared; see --from");
+  const std::string first = std::to_string(std::max<std::uint64_t>(audit.from, 1));
+  const std::string range =
+      audit.to == 0 ? "from #" + first + " on" : "from #" + first + " to #" + std::to_string(audit.to);
+  throw NoFeed("there is no message " + range + " in " + outcome.where + ", so nothing was compared; see --from" +
+               (audit.to == 0 ? "" : " and --to"));
 }
 
 // False, with a word on standard error, when the page could not be written.
@@ -102,8 +107,10 @@ int run_audit(const Options& options) {
   try {
     open_files(outcome.audit.reconciliation, outcome.truth, outcome.tape);
     check_truth(outcome);
-    audit_origin(outcome, request_of(options), options.quiet);
+    const AuditRequest request = request_of(options);
+    audit_origin(outcome, request, options.quiet);
     reconcile_rest(outcome.audit.reconciliation, outcome.audit.last);
+    note_coverage(outcome, request.ends);
     check_compared(outcome);
   } catch (const NoFeed& none) {
     return end_without_verdict(none, nobody_there);

@@ -126,6 +126,9 @@ std::string check_together(const Options& options) {
   if (recovers && options.addresses.retrans_port == 0) {
     return "recovery needs a retransmission port; give it with --retrans-port";
   }
+  if (options.audit.to != 0 && options.audit.to < options.audit.from) {
+    return fmt::format("--to {} is before --from {}", options.audit.to, options.audit.from);
+  }
   if (options.command == "fetch" && options.fetch.count - 1U > largest_sequence - options.fetch.first) {
     return fmt::format("the last number wanted is too large; sequence numbers go up to {}", largest_sequence);
   }
