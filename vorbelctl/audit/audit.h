@@ -52,9 +52,10 @@ struct Audit {
   AuditCounts counts;
   std::vector<Range> missing;  // ascending; ends growing at most_missing_listed
   History history;
-  std::string second_sender;    // who sends beside the one that is followed, as a sentence; empty: nobody does
-  std::string restart;          // where the feed began again, as a sentence; empty: it did not
-  std::deque<Pending> pending;  // at most most_pending
+  std::string second_sender;       // who sends beside the one that is followed, as a sentence; empty: nobody does
+  std::vector<std::string> notes;  // what else to know of where the messages came from, as sentences
+  std::string restart;             // where the feed began again, as a sentence; empty: it did not
+  std::deque<Pending> pending;     // at most most_pending
 };
 
 inline std::uint64_t count_of(const AuditCounts& counts, Kind kind) {

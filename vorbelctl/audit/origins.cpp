@@ -7,7 +7,9 @@
 
 #include "common/clocks.h"
 #include "vorbelctl/audit/recording.h"
+#include "vorbelctl/handler/input.h"
 #include "vorbelctl/handler/pcap_feed.h"
+#include "vorbelctl/wording/wording.h"
 
 namespace vorbelctl {
 namespace {
@@ -87,6 +89,21 @@ void ask_beyond(Audit& audit, const Addresses& addresses, std::uint64_t end) {
   }
 }
 
+// What a capture lacks, where that may be the reason for what was found.
+void note_capture(Outcome& outcome, const PcapTotals& totals, const Addresses& addresses) {
+  std::vector<std::string>& notes = outcome.audit.notes;
+  if (totals.ends_early) notes.push_back(cut_note(outcome.where));
+  if (totals.cut != 0) {
+    notes.push_back("left out, as they were captured shorter than they were sent: " + counted(totals.cut, "packet"));
+  }
+  if (missing_in_all(outcome) != 0 && totals.answers == 0) {
+    notes.push_back(fmt::format(
+        "{} holds no answers of the retransmission port {}, so what was lost on the feed cannot have come; capture "
+        "that port too, or see --retrans-port",
+        outcome.where, addresses.retrans_port));
+  }
+}
+
 }  // namespace
 
 Follower join_feed_for(Outcome& outcome, const AuditRequest& request) {
@@ -150,7 +167,7 @@ void audit_retransmission(Outcome& outcome, const AuditRequest& request) {
 
 void audit_pcap(Outcome& outcome, const AuditRequest& request) {
   constexpr std::uint64_t patience_ms = 5000;  // for an answer that was captured after the gap that it fills
-  outcome.where = request.pcap;
+  outcome.where = input_name(request.pcap);
   Audit& audit = outcome.audit;
   audit.from = request.from;
   audit.to = request.ends.to;
@@ -174,9 +191,10 @@ void audit_pcap(Outcome& outcome, const AuditRequest& request) {
   };
   const PcapTotals totals = read_pcap(request.pcap, request.addresses, take);
   if (receiver.totals.ours == 0) {
-    throw NoFeed(fmt::format(
-        "no packet of the session {} to {} among the {} frames of {}; see --mcast, --port and --session",
-        outcome.session, endpoint(request.addresses.group, request.addresses.feed_port), totals.frames, outcome.where));
+    throw NoFeed(
+        fmt::format("no packet of the session {} to {} among the {} frames of {}{}; see --mcast, --port and --session",
+                    outcome.session, endpoint(request.addresses.group, request.addresses.feed_port), totals.frames,
+                    outcome.where, totals.ends_early ? ", which is cut off" : ""));
   }
   const std::uint64_t due = std::min(audit.to, audit.reconciliation.truth.last_known);
   if (audit.restart.empty()) expect_until(receiver, due + 1, captured_ms);
@@ -185,10 +203,11 @@ void audit_pcap(Outcome& outcome, const AuditRequest& request) {
   settle_records(audit);
   outcome.ended_by = audit.restart.empty() ? "end of input" : end_name(End::began_again);
   outcome.totals = receiver.totals;
+  note_capture(outcome, totals, request.addresses);
 }
 
 void audit_recording(Outcome& outcome, const AuditRequest& request) {
-  outcome.where = request.recording;
+  outcome.where = input_name(request.recording);
   outcome.audit.from = request.from;
   outcome.audit.to = request.ends.to;
   reconcile_recording(outcome.audit, request.recording);

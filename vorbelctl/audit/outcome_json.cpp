@@ -115,6 +115,7 @@ std::string verdict_json(const Outcome& outcome) {
   json["unfinished"] = text_or_null(outcome.unfinished);
   json["restart"] = text_or_null(audit.restart);
   json["second_sender"] = text_or_null(audit.second_sender);
+  json["notes"] = audit.notes;
   json["seconds"] = static_cast<double>(outcome.lasted_ms) / 1000;
   json["first"] = std::max<std::uint64_t>(audit.from, 1);
   json["last"] = audit.last;

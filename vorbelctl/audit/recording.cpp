@@ -11,6 +11,7 @@
 #include "vorbelctl/audit/json_claims.h"
 #include "vorbelctl/audit/line_reader.h"
 #include "vorbelctl/doors/sockets.h"
+#include "vorbelctl/handler/input.h"
 
 namespace vorbelctl {
 namespace {
@@ -208,7 +209,9 @@ void count_missing(Course& course) {
 }  // namespace
 
 void reconcile_recording(Audit& audit, const std::string& path) {
-  LineReader file = open_reader(path);
+  const Input input = open_input(path);
+  LineReader file = open_reader(input.path);
+  if (input.is_cut) audit.notes.push_back(cut_note(input.name));
   audit.on_the_wire = false;
   Course course{audit, std::max<std::uint64_t>(audit.from, 1)};
   course.left_out = audit.from > 1;

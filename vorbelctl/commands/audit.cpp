@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <array>
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
@@ -6,6 +8,7 @@
 #include "vorbelctl/audit/coverage.h"
 #include "vorbelctl/audit/origins.h"
 #include "vorbelctl/commands/commands.h"
+#include "vorbelctl/handler/input.h"
 #include "vorbelctl/page/page.h"
 
 namespace vorbelctl {
@@ -57,6 +60,29 @@ void audit_origin(Outcome& outcome, const AuditRequest& request, bool quiet) {
   }
 }
 
+// Opens truth file and tape, packed or not.
+void open_written(Outcome& outcome, const AuditOptions& options) {
+  const Input truth = open_input(options.truth);
+  if (outcome.origin == Origin::feed && !truth.grows) {
+    throw std::invalid_argument(truth.name +
+                                " does not grow with the run, as it is packed or piped; audit what has "
+                                "been sent with --offline, --pcap or --capture");
+  }
+  Input tape;
+  if (!options.tape.empty()) tape = open_input(options.tape);
+  open_files(outcome.audit.reconciliation, truth.path, tape.path);
+  if (truth.is_cut) outcome.audit.notes.push_back(cut_note(truth.name));
+  if (tape.is_cut) outcome.audit.notes.push_back(cut_note(tape.name));
+}
+
+// Standard input can be read once.
+void check_inputs(const AuditOptions& options) {
+  const std::array inputs{options.truth, options.tape, options.pcap, options.capture};
+  if (std::count(inputs.begin(), inputs.end(), standard_input) > 1) {
+    throw std::invalid_argument("only one of the files can be - (standard input)");
+  }
+}
+
 // A bench that runs may still write its first record; after the fact there must be one.
 void check_truth(const Outcome& outcome) {
   if (outcome.origin == Origin::feed || outcome.audit.reconciliation.truth.last_known != 0) return;
@@ -101,11 +127,12 @@ int run_audit(const Options& options) {
   Outcome outcome;
   outcome.origin = origin_of(options.audit);
   outcome.session = options.addresses.session.substr(0, 10);
-  outcome.truth = options.audit.truth;
-  outcome.tape = options.audit.tape;
+  outcome.truth = input_name(options.audit.truth);
+  outcome.tape = input_name(options.audit.tape);
   const std::uint64_t begun_ms = vorbeld::monotonic_ms();
   try {
-    open_files(outcome.audit.reconciliation, outcome.truth, outcome.tape);
+    check_inputs(options.audit);
+    open_written(outcome, options.audit);
     check_truth(outcome);
     const AuditRequest request = request_of(options);
     audit_origin(outcome, request, options.quiet);
@@ -118,6 +145,7 @@ int run_audit(const Options& options) {
     return end_without_verdict(bad_file, wrong_usage);
   }
   outcome.lasted_ms = vorbeld::monotonic_ms() - begun_ms;
+  for (const std::string& note : outcome.audit.notes) std::cerr << "vorbelctl: note: " << note << "\n";
   std::cout << (options.json ? verdict_json(outcome) + "\n" : verdict_text(outcome)) << std::flush;
   if (!options.audit.html.empty() && !write_page(outcome, options.audit.html)) return wrong_usage;
   return status_of(outcome);

@@ -18,6 +18,7 @@
 #include "vorbelctl/commands/command_table.h"
 #include "vorbelctl/commands/ending.h"
 #include "vorbelctl/commands/program.h"
+#include "vorbelctl/handler/input.h"
 
 namespace vorbelctl {
 namespace {
@@ -64,6 +65,11 @@ CLI::Validator validator_of(const OneOf& choice) {
   return {check, words};
 }
 
+CLI::Validator validator_of(const ExistingFile& /*wanted*/) {
+  const auto check = [](const std::string& text) { return text == standard_input ? "" : CLI::ExistingFile(text); };
+  return {check, CLI::ExistingFile.get_description()};
+}
+
 CLI::Validator validator_of(const Ipv4Address& wanted) {
   const auto check = [wanted](std::string& text) -> std::string {
     try {
@@ -78,7 +84,7 @@ CLI::Validator validator_of(const Ipv4Address& wanted) {
 }
 
 void add_check(CLI::Option& option, const Check& check) {
-  if (std::holds_alternative<ExistingFile>(check)) option.check(CLI::ExistingFile);
+  if (const auto* file = std::get_if<ExistingFile>(&check)) option.check(validator_of(*file));
   if (const auto* number = std::get_if<WholeNumber>(&check)) option.transform(validator_of(*number));
   if (const auto* seconds = std::get_if<Seconds>(&check)) option.check(validator_of(*seconds));
   if (const auto* choice = std::get_if<OneOf>(&check)) option.check(validator_of(*choice));
