@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <array>
-#include <fstream>
 #include <iostream>
 #include <stdexcept>
 
@@ -8,6 +7,7 @@
 #include "vorbelctl/audit/coverage.h"
 #include "vorbelctl/audit/origins.h"
 #include "vorbelctl/commands/commands.h"
+#include "vorbelctl/commands/output_file.h"
 #include "vorbelctl/handler/input.h"
 #include "vorbelctl/page/page.h"
 
@@ -75,12 +75,14 @@ void open_written(Outcome& outcome, const AuditOptions& options) {
   if (tape.is_cut) outcome.audit.notes.push_back(cut_note(tape.name));
 }
 
-// Standard input can be read once.
-void check_inputs(const AuditOptions& options) {
-  const std::array inputs{options.truth, options.tape, options.pcap, options.capture};
+// Standard input can be read once, and no file that is read may be written.
+void check_files(const Options& options) {
+  const AuditOptions& audit = options.audit;
+  const std::array inputs{audit.truth, audit.tape, audit.pcap, audit.capture};
   if (std::count(inputs.begin(), inputs.end(), standard_input) > 1) {
     throw std::invalid_argument("only one of the files can be - (standard input)");
   }
+  if (is_given(options, "--html")) check_output(audit.html, inputs);
 }
 
 // A bench that runs may still write its first record; after the fact there must be one.
@@ -100,14 +102,12 @@ void check_compared(const Outcome& outcome) {
                (audit.to == 0 ? "" : " and --to"));
 }
 
-// False, with a word on standard error, when the page could not be written.
-bool write_page(const Outcome& outcome, const std::string& path) {
-  std::ofstream file(path, std::ios::binary);
-  file << outcome_page(outcome);
-  file.close();
-  if (file.good()) return true;
-  std::cerr << "vorbelctl: cannot write the page " << path << "; is its folder there, and may you write to it?\n";
-  return false;
+// A verdict counts for more than its page.
+int write_page(const Outcome& outcome, const std::string& path, int status) {
+  const std::string why = write_output(path, outcome_page(outcome));
+  if (why.empty()) return status;
+  std::cerr << "vorbelctl: cannot write the page " << path << ": " << why << "\n";
+  return status == all_well ? unwritten : status;
 }
 
 int status_of(const Outcome& outcome) {
@@ -131,7 +131,7 @@ int run_audit(const Options& options) {
   outcome.tape = input_name(options.audit.tape);
   const std::uint64_t begun_ms = vorbeld::monotonic_ms();
   try {
-    check_inputs(options.audit);
+    check_files(options);
     open_written(outcome, options.audit);
     check_truth(outcome);
     const AuditRequest request = request_of(options);
@@ -147,8 +147,8 @@ int run_audit(const Options& options) {
   outcome.lasted_ms = vorbeld::monotonic_ms() - begun_ms;
   for (const std::string& note : outcome.audit.notes) std::cerr << "vorbelctl: note: " << note << "\n";
   std::cout << (options.json ? verdict_json(outcome) + "\n" : verdict_text(outcome)) << std::flush;
-  if (!options.audit.html.empty() && !write_page(outcome, options.audit.html)) return wrong_usage;
-  return status_of(outcome);
+  const int status = status_of(outcome);
+  return options.audit.html.empty() ? status : write_page(outcome, options.audit.html, status);
 }
 
 }  // namespace vorbelctl

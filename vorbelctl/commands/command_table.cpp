@@ -173,7 +173,7 @@ constexpr const char* audit_footer =
     "\nExample:\n"
     "  vorbelctl audit --truth truth.jsonl --tape tape.jsonl --seconds 20 --html report.html\n"
     "\nExit status: 0 equal; 1 discrepancies or losses; 2 wrong usage; 3 no feed, or not what\n"
-    "was asked for; 5 the feed began again";
+    "was asked for; 5 the feed began again; 6 the page or the verdict could not be written";
 
 constexpr std::array commands{
     Command{"control", "Send one control command and print the reply", control_options, run_control,
