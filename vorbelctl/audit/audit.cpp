@@ -79,6 +79,7 @@ bool reconcile_message(Audit& audit, const Pending& pending, bool no_more) {
   received.until_ms = pending.until_ms;
   const auto reconciled = reconcile(audit.reconciliation, pending.first, reads ? &received : nullptr, no_more);
   if (!reconciled) return false;
+  if (reads) take_sample(audit.sample, pending.first, received, audit.reconciliation.truth);
   ++audit.counts.messages;
   audit.last = std::max(audit.last, pending.first);
   if (reads) {

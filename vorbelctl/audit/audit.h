@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "vorbelctl/audit/history.h"
+#include "vorbelctl/audit/one_run.h"
 #include "vorbelctl/audit/reconcile.h"
 #include "vorbelctl/handler/receiver.h"
 
@@ -53,6 +54,7 @@ struct Audit {
   std::vector<Range> missing;  // ascending; ends growing at most_missing_listed
   History history;
   std::string second_sender;       // who sends beside the one that is followed, as a sentence; empty: nobody does
+  RunSample sample;                // of the first trades
   std::vector<std::string> notes;  // what else to know of where the messages came from, as sentences
   std::string restart;             // where the feed began again, as a sentence; empty: it did not
   std::deque<Pending> pending;     // at most most_pending

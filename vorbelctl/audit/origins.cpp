@@ -1,8 +1,11 @@
 #include "vorbelctl/audit/origins.h"
 
 #include <fmt/format.h>
+#include <sys/stat.h>
 
 #include <algorithm>
+#include <optional>
+#include <stdexcept>
 #include <utility>
 
 #include "common/clocks.h"
@@ -26,10 +29,28 @@ void pump_into(Audit& audit, Follower& follower, int timeout_ms) {
   advance(audit, false);
 }
 
-End follow_to_the_end(Audit& audit, Follower& follower, const Ends& ends, Progress& progress) {
+// A bench writes the record of a message at once. `since_ms`: when a message was first seen waiting for the first
+// record of all; 0: not yet.
+void check_writing(const Outcome& outcome, std::uint64_t& since_ms) {
+  const Audit& audit = outcome.audit;
+  if (audit.reconciliation.truth.records != 0 || audit.pending.empty()) {
+    since_ms = 0;
+  } else if (since_ms == 0) {
+    since_ms = vorbeld::monotonic_ms();
+  } else if (elapsed_ms(since_ms) >= writing_patience_ms) {
+    throw std::invalid_argument(fmt::format(
+        "there is no record of a message in {}, though messages came {} s ago; is it this bench's truth file?",
+        outcome.truth, writing_patience_ms / 1000));
+  }
+}
+
+End follow_to_the_end(Outcome& outcome, Follower& follower, const Ends& ends, Progress& progress) {
   progress.begun_ms = vorbeld::monotonic_ms();
+  std::uint64_t unwritten_since_ms = 0;
   for (;;) {
-    pump_into(audit, follower, 50);
+    pump_into(outcome.audit, follower, 50);
+    check_writing(outcome, unwritten_since_ms);
+    check_run(outcome, false);
     const std::uint64_t now_ms = vorbeld::monotonic_ms();
     note_packets(progress, follower.receiver, now_ms);
     const End end = end_of(ends, progress, follower.receiver, now_ms);
@@ -89,6 +110,60 @@ void ask_beyond(Audit& audit, const Addresses& addresses, std::uint64_t end) {
   }
 }
 
+// Whether the retransmission port answers any more.
+struct Silence {
+  std::uint64_t last = 0;      // the last number that is wanted
+  std::uint64_t since_ms = 0;  // monotonic
+  std::uint64_t fetched = 0;   // messages that had come by then
+  bool lasts = false;
+};
+
+bool answers(const Addresses& addresses, std::uint64_t number) {
+  ReceiverSettings settings;
+  settings.most_tries = 2;
+  Follower follower = follow_answers(addresses, settings, number, number + 1);
+  while (!follower.receiver.gaps.empty() && !interrupted()) pump(follower, 50);
+  return follower.receiver.totals.recovered != 0;
+}
+
+// The oldest messages may be gone, of which there may be many: as long as the last one is answered for, it is no
+// silence.
+bool is_silent(Silence& silence, const Audit& audit, const AuditRequest& request) {
+  if (audit.counts.fetched == silence.fetched) {
+    if (static_cast<double>(elapsed_ms(silence.since_ms)) < request.ends.silence_s * 1000) return false;
+    silence.lasts = !answers(request.addresses, silence.last);
+  }
+  silence.fetched = audit.counts.fetched;
+  silence.since_ms = vorbeld::monotonic_ms();
+  return silence.lasts;
+}
+
+void note_silence(Outcome& outcome, const AuditRequest& request) {
+  const Audit& audit = outcome.audit;
+  outcome.ended_by = end_name(End::silence);
+  outcome.audit.notes.push_back(fmt::format(
+      "the retransmission port {} has been silent for {} s: it goes to #{} and the truth file to #{}; is {} "
+      "of an earlier run?",
+      outcome.where, request.ends.silence_s, audit.last, audit.reconciliation.truth.last_known, outcome.truth));
+}
+
+// When the file was last written, UTC seconds; nothing where it is none.
+std::optional<std::int64_t> written_s(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return {};
+  return status.st_mtime;
+}
+
+// The truth has the trades that were received at other times: of an earlier run with the same seed, where it was not
+// written any more when this one began. What a capture or a handler says of times may itself be wrong.
+bool is_of_earlier_run(const Outcome& outcome) {
+  if (outcome.origin != Origin::feed && outcome.origin != Origin::retransmission) return false;
+  const std::int64_t sent_s = outcome.audit.sample.sent_s;
+  const auto now_s = static_cast<std::int64_t>(vorbeld::wall_ms() / 1000);
+  const auto last_written_s = written_s(outcome.truth);
+  return sent_s != 0 && sent_s <= now_s && last_written_s && *last_written_s < sent_s;
+}
+
 // What a capture lacks, where that may be the reason for what was found.
 void note_capture(Outcome& outcome, const PcapTotals& totals, const Addresses& addresses) {
   std::vector<std::string>& notes = outcome.audit.notes;
@@ -127,7 +202,7 @@ bool audit_feed(Outcome& outcome, Follower& follower, const AuditRequest& reques
                 all.discrepancies);
   };
   Progress progress;
-  outcome.ended_by = end_name(follow_to_the_end(outcome.audit, follower, request.ends, progress));
+  outcome.ended_by = end_name(follow_to_the_end(outcome, follower, request.ends, progress));
   const std::uint64_t ended_ms = vorbeld::monotonic_ms();
   if (follower.receiver.totals.ours == 0) throw NoFeed(no_feed(request.addresses));
   settle_gaps(outcome.audit, follower);
@@ -152,15 +227,19 @@ void audit_retransmission(Outcome& outcome, const AuditRequest& request) {
   const std::uint64_t end = (audit.to == 0 ? last : std::min(last, audit.to)) + 1;
   if (end <= audit.from) return;
   Follower follower = follow_answers(request.addresses, {}, audit.from, end);
+  Silence silence{end - 1, vorbeld::monotonic_ms()};
   while (!follower.receiver.gaps.empty() && !interrupted()) {
     pump_into(audit, follower, 50);
+    check_run(outcome, false);
     if (follower.requests_refused && audit.counts.fetched == 0) break;
+    if (is_silent(silence, audit, request)) break;
   }
   if (audit.counts.fetched == 0) throw NoFeed(no_retransmission(request.addresses, follower.requests_refused));
   outcome.ended_by = interrupted() ? end_name(End::interrupt) : "end of input";
+  if (silence.lasts) note_silence(outcome, request);
   if (!interrupted()) finish(follower.receiver, vorbeld::monotonic_ms());
   note_events(audit, take_events(follower.receiver));
-  ask_beyond(audit, request.addresses, end);
+  if (!silence.lasts) ask_beyond(audit, request.addresses, end);
   settle_records(audit);
   outcome.totals = follower.receiver.totals;
 }
@@ -204,6 +283,24 @@ void audit_pcap(Outcome& outcome, const AuditRequest& request) {
   outcome.ended_by = audit.restart.empty() ? "end of input" : end_name(End::began_again);
   outcome.totals = receiver.totals;
   note_capture(outcome, totals, request.addresses);
+}
+
+void check_run(Outcome& outcome, bool no_more) {
+  RunSample& sample = outcome.audit.sample;
+  if (sample.is_judged || (!no_more && sample.received.size() < most_sampled)) return;
+  sample.is_judged = true;
+  const bool of_a_file = outcome.origin == Origin::pcap || outcome.origin == Origin::recording;
+  const std::string which = of_a_file ? fmt::format("{} is not of the run of {}", outcome.where, outcome.truth)
+                                      : fmt::format("{} is not of the run on {}", outcome.truth, outcome.where);
+  const Kinship kinship = kinship_of(sample);
+  if (kinship == Kinship::another_run) {
+    throw std::invalid_argument(
+        fmt::format("{}: hardly one of the first trades is the same in both; {}", which, first_trades(sample)));
+  }
+  if (kinship == Kinship::repeated && is_of_earlier_run(outcome)) {
+    throw std::invalid_argument(
+        fmt::format("{}: it has the same trades at other times, and was last written before that run began", which));
+  }
 }
 
 void audit_recording(Outcome& outcome, const AuditRequest& request) {

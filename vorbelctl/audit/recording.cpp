@@ -156,6 +156,7 @@ void take_message(Course& course, std::uint64_t sequence, const Entry& entry) {
   received.book = &entry.book;
   received.until_ms = vorbeld::wall_ms();  // when it was received is not told, but certainly before now
   const auto reconciled = reconcile_once_written(course, sequence, received);
+  take_sample(audit.sample, sequence, received, audit.reconciliation.truth);
   audit.last = sequence;
   course.next = sequence + 1;
   if (!reconciled || !reconciled->recorded) return;

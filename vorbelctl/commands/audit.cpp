@@ -85,10 +85,12 @@ void check_files(const Options& options) {
   if (is_given(options, "--html")) check_output(audit.html, inputs);
 }
 
-// A bench that runs may still write its first record; after the fact there must be one.
-void check_truth(const Outcome& outcome) {
-  if (outcome.origin == Origin::feed || outcome.audit.reconciliation.truth.last_known != 0) return;
-  throw std::invalid_argument("there is no record of a message in " + outcome.truth + "; is it a truth file?");
+// A bench that runs may still write its first record; when it `is_over` there must be one.
+void check_truth(const Outcome& outcome, bool is_over) {
+  const Truth& truth = outcome.audit.reconciliation.truth;
+  const bool may_come = outcome.origin == Origin::feed && !is_over;
+  if (may_come || truth.last_known != 0 || truth.records != 0) return;
+  throw std::invalid_argument(no_record_in(outcome.truth));
 }
 
 // A verdict on nothing would be none.
@@ -133,9 +135,14 @@ int run_audit(const Options& options) {
   try {
     check_files(options);
     open_written(outcome, options.audit);
-    check_truth(outcome);
+    check_truth(outcome, false);
     const AuditRequest request = request_of(options);
+    const RunBeginnings beginnings = beginnings_of(outcome.audit.reconciliation);
+    check_written(outcome.audit.reconciliation, beginnings, outcome.truth, outcome.tape);
     audit_origin(outcome, request, options.quiet);
+    check_truth(outcome, true);
+    check_written(outcome.audit.reconciliation, beginnings, outcome.truth, outcome.tape);
+    check_run(outcome, true);
     reconcile_rest(outcome.audit.reconciliation, outcome.audit.last);
     note_coverage(outcome, request.ends);
     check_compared(outcome);
