@@ -11,6 +11,7 @@ import control
 import handler
 import harness
 import pcap_files
+import publisher
 import receiver
 import recording
 import reports
@@ -190,3 +191,18 @@ def test_a_truth_file_that_goes_further_does_not_keep_an_audit_busy(launch, tmp_
     assert verdict["notes"] == [
         f"the retransmission port 127.0.0.1:{bench.doors.retrans} has been silent for 1 s: it goes to #{last} and the "
         f"truth file to #{last + 100000}; is {longer} of an earlier run?"]
+
+
+def test_a_port_that_is_silent_about_the_oldest_messages_alone_is_asked_on(run):
+    """As a bench that does not keep them any more, while the truth file has them."""
+    kept_from, last = len(run.messages) - 20, len(run.messages)
+    fake = publisher.open_publisher(run.doors)
+    fake.answer = lambda first, count: [pcap_files.packed(number, run.messages[number])
+                                        for number in range(max(first, kept_from), min(first + count, last + 1))]
+    try:
+        status, verdict = auditing.audit(run, "--offline", "--timeout", 0.5)
+    finally:
+        publisher.close_publisher(fake)
+    assert (status, verdict["verdict"], verdict["ended_by"]) == (1, "lost", "end of input"), auditing.explain(verdict)
+    assert (verdict["missing_ranges"], verdict["notes"]) == ([[1, kept_from - 1]], [])
+    assert verdict["fetched"] == 21
