@@ -82,12 +82,6 @@ def test_a_difference_is_status_1_with_both_sides_shown(run, beliefs, tmp_path):
     assert re.search(rf"^#{number} +price +truth {float(price):.6f} +recording 1\.25$", output, re.M)
 
 
-def test_a_page_that_cannot_be_written_is_status_2(run, beliefs):
-    status, output, errors = auditing.run_raw(*audit_words(run, "--capture", beliefs, "--html", "/nowhere/page.html"))
-    assert status == 2
-    assert "equal" in output and "cannot write the page /nowhere/page.html" in errors
-
-
 def test_an_unreadable_file_is_status_2(run, tmp_path):
     path = tmp_path / "truth.jsonl"
     path.write_bytes((run.folder / "truth.jsonl").read_bytes())

@@ -165,7 +165,7 @@ def test_a_capture_without_the_feed_is_no_feed(run, tmp_path):
 @pytest.mark.parametrize(("content", "complaint"), [
     (b"", "cannot read the capture"), (b"no capture at all, but long enough for a header", "cannot read the capture"),
     (struct.pack("=IHHiIII", 0xa1b2c3d4, 2, 4, 0, 0, 65535, 105), "was captured on a link of type"),
-    (struct.pack("=IHHiIII", 0xa1b2c3d4, 2, 4, 0, 0, 65535, 1) + b"cut", "cannot be read to its end")])
+    (struct.pack("=IHHiIII", 0xa1b2c3d4, 2, 4, 0, 0, 65535, 1) + b"\xff" * 16, "cannot be read to its end")])
 def test_what_is_no_capture_is_a_wrong_use(run, tmp_path, content, complaint):
     path = tmp_path / "feed.pcap"
     path.write_bytes(content)

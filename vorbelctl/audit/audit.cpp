@@ -79,6 +79,7 @@ bool reconcile_message(Audit& audit, const Pending& pending, bool no_more) {
   received.until_ms = pending.until_ms;
   const auto reconciled = reconcile(audit.reconciliation, pending.first, reads ? &received : nullptr, no_more);
   if (!reconciled) return false;
+  if (reads) take_sample(audit.sample, pending.first, received, audit.reconciliation.truth);
   ++audit.counts.messages;
   audit.last = std::max(audit.last, pending.first);
   if (reads) {
@@ -143,20 +144,37 @@ void note_restart(Audit& audit, const Event& event) {
   if (event.text != event.earlier) audit.restart += ", from " + event.text + " after " + named_sender(event.earlier);
 }
 
+// Numbers behind the last one to be judged are left out; who sends the feed concerns all of it.
+bool lies_beyond(const Audit& audit, const Event& event) {
+  return is_beyond(audit, event.first) && event.kind != EventKind::began_again &&
+         event.kind != EventKind::second_sender;
+}
+
+void take_event(Audit& audit, const Event& event) {
+  const std::int64_t at_ms = static_cast<std::int64_t>(event.at_ms) + audit.clock_offset_ms;
+  note_joining(audit, event);
+  count_event(audit, event);
+  if (concerns_wire(audit, event)) note_event(audit.history, event, at_ms);
+  if (event.kind == EventKind::missing) list_missing(audit.missing, {event.first, event.last});
+  if (event.kind == EventKind::altered) note_altered(audit, event);
+  if (event.kind == EventKind::second_sender) note_second_sender(audit, event);
+  if (event.kind == EventKind::began_again) note_restart(audit, event);
+  if (event.kind == EventKind::message || event.kind == EventKind::missing) queue(audit, event, at_ms);
+}
+
 }  // namespace
 
 void note_events(Audit& audit, const std::vector<Event>& events) {
   for (const Event& event : events) {
     if (!audit.restart.empty()) return;
-    const std::int64_t at_ms = static_cast<std::int64_t>(event.at_ms) + audit.clock_offset_ms;
-    note_joining(audit, event);
-    count_event(audit, event);
-    if (concerns_wire(audit, event)) note_event(audit.history, event, at_ms);
-    if (event.kind == EventKind::missing) list_missing(audit.missing, {event.first, event.last});
-    if (event.kind == EventKind::altered) note_altered(audit, event);
-    if (event.kind == EventKind::second_sender) note_second_sender(audit, event);
-    if (event.kind == EventKind::began_again) note_restart(audit, event);
-    if (event.kind == EventKind::message || event.kind == EventKind::missing) queue(audit, event, at_ms);
+    if (lies_beyond(audit, event)) continue;
+    if (event.kind == EventKind::missing && is_beyond(audit, event.last)) {
+      Event cut = event;
+      cut.last = audit.to;
+      take_event(audit, cut);
+    } else {
+      take_event(audit, event);
+    }
   }
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "vorbelctl/audit/history.h"
+#include "vorbelctl/audit/one_run.h"
 #include "vorbelctl/audit/reconcile.h"
 #include "vorbelctl/handler/receiver.h"
 
@@ -43,21 +44,30 @@ struct Pending {
 struct Audit {
   Reconciliation reconciliation;
   std::uint64_t from = 0;            // the first number to be reconciled; 0: the first that comes
+  std::uint64_t to = 0;              // the last one; 0: every number that comes is
   std::uint64_t joined = 0;          // the first number that came, or was announced, live; 0: none yet
   bool on_the_wire = true;           // false: everything is fetched, so nothing can be said of a wire
   std::int64_t clock_offset_ms = 0;  // what makes wall-clock time of the times of events
   std::uint64_t last = 0;            // the highest number reconciled
+  std::uint64_t truth_last = 0;      // the highest number that has a record; 0: not yet known
   AuditCounts counts;
   std::vector<Range> missing;  // ascending; ends growing at most_missing_listed
   History history;
-  std::string likely;           // the likely reason of most that is wrong, as a sentence; empty: none is known
-  std::string second_sender;    // who sends beside the one that is followed, as a sentence; empty: nobody does
-  std::string restart;          // where the feed began again, as a sentence; empty: it did not
-  std::deque<Pending> pending;  // at most most_pending
+  std::string likely;              // the likely reason of most that is wrong, as a sentence; empty: none is known
+  std::string second_sender;       // who sends beside the one that is followed, as a sentence; empty: nobody does
+  RunSample sample;                // of the first trades
+  std::vector<std::string> notes;  // what else to know of where the messages came from, as sentences
+  std::string restart;             // where the feed began again, as a sentence; empty: it did not
+  std::deque<Pending> pending;     // at most most_pending
 };
 
 inline std::uint64_t count_of(const AuditCounts& counts, Kind kind) {
   return counts.kinds[static_cast<std::size_t>(kind)];
+}
+
+// Whether the number lies behind the last one that is to be judged.
+inline bool is_beyond(const Audit& audit, std::uint64_t sequence) {
+  return audit.to != 0 && sequence > audit.to;
 }
 
 // Messages that may wait for their records. Beyond that the bench is not believed to write them any more.

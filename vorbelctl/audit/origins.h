@@ -22,7 +22,7 @@ struct NoFeed : std::runtime_error {
 struct AuditRequest {
   Addresses addresses;
   std::uint64_t from = 0;  // 0: the first message of the run, or of the capture
-  Ends ends;               // of a live audit
+  Ends ends;               // time and silence are those of a live audit
   std::string pcap;        // a capture of packets
   std::string recording;   // what a handler wrote down
 };
@@ -30,16 +30,22 @@ struct AuditRequest {
 // Joins the feed. Throws as the doors do.
 Follower join_feed_for(Outcome& outcome, const AuditRequest& request);
 
-// Follows the feed that was joined until there is a reason to end. Throws NoFeed when nothing of the session came.
+// Follows the feed that was joined until there is a reason to end. Throws NoFeed when nothing of the session came, and
+// std::invalid_argument when the truth file is not of this run, or the bench does not write to it.
 // Returns false when not one of the messages that were asked for came by retransmission.
 bool audit_feed(Outcome& outcome, Follower& follower, const AuditRequest& request);
 
-// Fetches everything from the retransmission port. Throws NoFeed when nobody answers there.
+// Fetches everything from the retransmission port. Throws NoFeed when nobody answers there, and std::invalid_argument
+// when the truth file is not of this run.
 void audit_retransmission(Outcome& outcome, const AuditRequest& request);
 
 // Reads a capture of packets. Throws NoFeed when there is none of the session among them, std::invalid_argument when it
 // cannot be read.
 void audit_pcap(Outcome& outcome, const AuditRequest& request);
+
+// Throws std::invalid_argument, saying which, when the truth file and the messages that were received are clearly of
+// two runs. With `no_more` also when only some messages have come.
+void check_run(Outcome& outcome, bool no_more);
 
 // Reads a handler's recording. Throws std::invalid_argument when it cannot be read.
 void audit_recording(Outcome& outcome, const AuditRequest& request);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 
+#include "vorbelctl/audit/coverage.h"
 #include "vorbelctl/audit/names.h"
 #include "vorbelctl/wording/wording.h"
 
@@ -199,7 +200,9 @@ std::string verdict_sentence(const Outcome& outcome) {
        {outcome.audit.restart, outcome.audit.second_sender, outcome.unfinished, likely_text(outcome)}) {
     if (!before.empty()) sentence += before + "; ";
   }
-  return sentence + reconciled_sentence(outcome);
+  sentence += reconciled_sentence(outcome);
+  const std::string coverage = coverage_sentence(outcome);
+  return coverage.empty() ? sentence : sentence + "; " + coverage;
 }
 
 std::string_view origin_name(Origin origin) {

@@ -126,9 +126,11 @@ std::string verdict_json(const Outcome& outcome) {
   json["restart"] = text_or_null(audit.restart);
   json["likely"] = text_or_null(likely_text(outcome));
   json["second_sender"] = text_or_null(audit.second_sender);
+  json["notes"] = audit.notes;
   json["seconds"] = static_cast<double>(outcome.lasted_ms) / 1000;
   json["first"] = std::max<std::uint64_t>(audit.from, 1);
   json["last"] = audit.last;
+  json["truth_last"] = audit.truth_last;
   json["joined"] = audit.on_the_wire ? Json(audit.joined) : Json();
   put_counts(json, outcome);
   json["truth_records"] = reconciliation.truth.records;

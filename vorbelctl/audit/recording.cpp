@@ -8,16 +8,20 @@
 #include <utility>
 
 #include "common/clocks.h"
+#include "vorbelctl/audit/coverage.h"
 #include "vorbelctl/audit/day.h"
 #include "vorbelctl/audit/json_claims.h"
 #include "vorbelctl/audit/line_reader.h"
 #include "vorbelctl/audit/names.h"
+#include "vorbelctl/doors/sockets.h"
+#include "vorbelctl/handler/input.h"
 
 namespace vorbelctl {
 namespace {
 
 constexpr std::size_t most_skips_kept = 1000;
 constexpr std::size_t most_other_events = 20;
+constexpr std::uint64_t record_patience_ms = 2000;  // for the record of a message that a handler has already
 
 // One line taken apart.
 struct Entry {
@@ -51,6 +55,8 @@ struct Course {
   std::vector<OtherEvent> other_events{};  // at most most_other_events
   std::uint64_t misnumbered_by = 0;  // by how much the line before had a wrong number, modulo 2^64; 0: it had none
   Cause misnumbering{};              // the first line of those that are wrong by as much
+  bool left_out = false;             // the line before is of a message that is not to be judged
+  bool is_patient = true;            // the bench may still write a record; false: it was waited for in vain
   std::vector<Range>
       skipped{};  // numbers left out so far, so that one that comes after all is told from a repeated one
 };
@@ -99,16 +105,33 @@ void differ(Course& course, std::uint64_t sequence, std::string field, std::stri
        {sequence, std::move(field), Source::order, std::move(expected), Source::recording, std::move(received)});
 }
 
-// The line skips numbers. The books go on without the handler.
+// Reconciles as soon as the files have what is needed. The bench writes a record right after its message, and none but
+// those of halts behind the day's last message.
+std::optional<Reconciled> reconcile_once_written(Course& course, std::uint64_t sequence, const Received& received) {
+  Reconciliation& all = course.audit.reconciliation;
+  const std::uint64_t begun_ms = vorbeld::monotonic_ms();
+  while (course.is_patient && all.rules.closed_by == 0) {
+    if (auto reconciled = reconcile(all, sequence, &received, false)) return reconciled;
+    course.is_patient = vorbeld::monotonic_ms() - begun_ms < record_patience_ms;
+    if (course.is_patient) wait_readable({}, 10);
+  }
+  return reconcile(all, sequence, &received, true);
+}
+
+// The line skips numbers. The books go on without the handler, by the records that there are.
 void pass_over(Course& course, std::uint64_t until) {
   if (course.skipped.size() < most_skips_kept) {
     course.skipped.push_back({course.next, until - 1});
   } else {
     course.audit.counts.missing += until - course.next;
   }
-  for (; course.next < until; ++course.next) {
-    reconcile(course.audit.reconciliation, course.next, nullptr, true, Cause{});
+  Truth& truth = course.audit.reconciliation.truth;
+  while (reach_entry(truth, true) && truth.entry.sequence < until) {
+    const std::uint64_t sequence = truth.entry.sequence;
+    reconcile(course.audit.reconciliation, sequence, nullptr, true,
+              sequence < course.next ? std::nullopt : std::optional(Cause{}));
   }
+  course.next = until;
 }
 
 // Takes the number out of those that were skipped; false when it is none of them.
@@ -155,12 +178,19 @@ void take_message(Course& course, std::uint64_t sequence, const Entry& entry) {
   }
   if (sequence > course.next) pass_over(course, sequence);
   const Received received = received_of(entry);
-  const auto reconciled = reconcile(audit.reconciliation, sequence, &received, true);
+  const auto reconciled = reconcile_once_written(course, sequence, received);
+  take_sample(audit.sample, sequence, received, audit.reconciliation.truth);
   audit.last = sequence;
   course.next = sequence + 1;
   if (!reconciled || !reconciled->recorded) return;
   ++audit.counts.kinds[static_cast<std::size_t>(reconciled->kind)];
   note_message(audit.history, *reconciled, 0);
+}
+
+// Before the first number of all there is nothing to leave out.
+bool is_left_out(const Course& course, std::uint64_t sequence) {
+  const bool is_before = course.audit.from > 1 && sequence < course.audit.from;
+  return is_before || is_beyond(course.audit, sequence);
 }
 
 void take_entry(Course& course, const Entry& entry) {
@@ -280,21 +310,21 @@ void take_line(Course& course, const Line& line, Claims& scratch) {
   if (line.text.empty()) return;
   if (read_claims(line.text, scratch)) {
     Entry entry = sort_claims(std::move(scratch));
+    if (entry.sequence) course.left_out = is_left_out(course, *entry.sequence);
+    if (course.left_out) return;
     if (!entry.other_event.empty()) settle_event(course, entry);
     take_in_order(course, std::move(entry));
-  } else {
+  } else if (!course.left_out) {
     differ(course, course.next, "line", "a JSON object", "line " + std::to_string(line.number));
   }
 }
 
-// What the bench sent after the last line was not received.
+// What the bench sent after the last line was not received, as far as it is due.
 void check_tail(Course& course) {
-  Truth& truth = course.audit.reconciliation.truth;
-  std::uint64_t last = 0;
-  while (reach_entry(truth, true)) {
-    last = truth.entry.sequence;
-    truth.entry.there = false;
-  }
+  Audit& audit = course.audit;
+  const TruthExtent extent = read_extent(audit.reconciliation.truth);
+  audit.truth_last = extent.last;
+  const std::uint64_t last = due_number(extent, audit.to);
   if (last >= course.next) course.skipped.push_back({course.next, last});
 }
 
@@ -322,9 +352,12 @@ void explain_missing(Course& course) {
 }  // namespace
 
 void reconcile_recording(Audit& audit, const std::string& path) {
-  LineReader file = open_reader(path);
+  const Input input = open_input(path);
+  LineReader file = open_reader(input.path);
+  if (input.is_cut) audit.notes.push_back(cut_note(input.name));
   audit.on_the_wire = false;
   Course course{audit, std::max<std::uint64_t>(audit.from, 1)};
+  course.left_out = audit.from > 1;
   Claims scratch;
   while (const auto line = next_line(file, true)) take_line(course, *line, scratch);
   if (!course.waiting.empty()) settle_waiting(course, std::nullopt);

@@ -9,8 +9,10 @@
 
 namespace vorbelctl {
 
-// Reconciles the whole file, whose first message should be `audit.from`, or the first of all where that is 0. The bench
-// is taken to have written all it will. Throws std::invalid_argument when the file cannot be read.
+// Reconciles the file's messages from `audit.from`, or the first of all where that is 0, to `audit.to`, or the last one
+// that the file has where that is 0; lines without a number belong to the message before them. What the truth has
+// behind the file's last message is missing as far as due_number says. Throws std::invalid_argument when the file
+// cannot be read.
 void reconcile_recording(Audit& audit, const std::string& path);
 
 }  // namespace vorbelctl

@@ -1,10 +1,14 @@
-#include <fstream>
+#include <algorithm>
+#include <array>
 #include <iostream>
 #include <stdexcept>
 
 #include "common/clocks.h"
+#include "vorbelctl/audit/coverage.h"
 #include "vorbelctl/audit/origins.h"
 #include "vorbelctl/commands/commands.h"
+#include "vorbelctl/commands/output_file.h"
+#include "vorbelctl/handler/input.h"
 #include "vorbelctl/page/page.h"
 
 namespace vorbelctl {
@@ -14,6 +18,7 @@ AuditRequest request_of(const Options& options) {
   AuditRequest request;
   request.addresses = options.addresses;
   request.from = options.audit.from;
+  request.ends.to = options.audit.to;
   request.ends.end_of_session = options.audit.until_end;
   request.ends.seconds = options.audit.seconds;
   request.ends.silence_s = options.audit.timeout_s;
@@ -55,10 +60,37 @@ void audit_origin(Outcome& outcome, const AuditRequest& request, bool quiet) {
   }
 }
 
-// A bench that runs may still write its first record; after the fact there must be one.
-void check_truth(const Outcome& outcome) {
-  if (outcome.origin == Origin::feed || outcome.audit.reconciliation.truth.last_known != 0) return;
-  throw std::invalid_argument("there is no record of a message in " + outcome.truth + "; is it a truth file?");
+// Opens truth file and tape, packed or not.
+void open_written(Outcome& outcome, const AuditOptions& options) {
+  const Input truth = open_input(options.truth);
+  if (outcome.origin == Origin::feed && !truth.grows) {
+    throw std::invalid_argument(truth.name +
+                                " does not grow with the run, as it is packed or piped; audit what has "
+                                "been sent with --offline, --pcap or --capture");
+  }
+  Input tape;
+  if (!options.tape.empty()) tape = open_input(options.tape);
+  open_files(outcome.audit.reconciliation, truth.path, tape.path);
+  if (truth.is_cut) outcome.audit.notes.push_back(cut_note(truth.name));
+  if (tape.is_cut) outcome.audit.notes.push_back(cut_note(tape.name));
+}
+
+// Standard input can be read once, and no file that is read may be written.
+void check_files(const Options& options) {
+  const AuditOptions& audit = options.audit;
+  const std::array inputs{audit.truth, audit.tape, audit.pcap, audit.capture};
+  if (std::count(inputs.begin(), inputs.end(), standard_input) > 1) {
+    throw std::invalid_argument("only one of the files can be - (standard input)");
+  }
+  if (is_given(options, "--html")) check_output(audit.html, inputs);
+}
+
+// A bench that runs may still write its first record; when it `is_over` there must be one.
+void check_truth(const Outcome& outcome, bool is_over) {
+  const Truth& truth = outcome.audit.reconciliation.truth;
+  const bool may_come = outcome.origin == Origin::feed && !is_over;
+  if (may_come || truth.last_known != 0 || truth.records != 0) return;
+  throw std::invalid_argument(no_record_in(outcome.truth));
 }
 
 // A verdict on nothing would be none.
@@ -67,18 +99,19 @@ void check_compared(const Outcome& outcome) {
   if (!is_equal(outcome)) return;
   if (audit.counts.messages != 0 && !compared_nothing(outcome)) return;
   if (audit.counts.messages != 0) throw NoFeed(only_numbers_text(outcome));
-  throw NoFeed("there is no message from #" + std::to_string(std::max<std::uint64_t>(audit.from, 1)) + " on in " +
-               outcome.where + ", so nothing was compared; see --from");
+  const std::string first = std::to_string(std::max<std::uint64_t>(audit.from, 1));
+  const std::string range =
+      audit.to == 0 ? "from #" + first + " on" : "from #" + first + " to #" + std::to_string(audit.to);
+  throw NoFeed("there is no message " + range + " in " + outcome.where + ", so nothing was compared; see --from" +
+               (audit.to == 0 ? "" : " and --to"));
 }
 
-// False, with a word on standard error, when the page could not be written.
-bool write_page(const Outcome& outcome, const std::string& path) {
-  std::ofstream file(path, std::ios::binary);
-  file << outcome_page(outcome);
-  file.close();
-  if (file.good()) return true;
-  std::cerr << "vorbelctl: cannot write the page " << path << "; is its folder there, and may you write to it?\n";
-  return false;
+// A verdict counts for more than its page.
+int write_page(const Outcome& outcome, const std::string& path, int status) {
+  const std::string why = write_output(path, outcome_page(outcome));
+  if (why.empty()) return status;
+  std::cerr << "vorbelctl: cannot write the page " << path << ": " << why << "\n";
+  return status == all_well ? unwritten : status;
 }
 
 int status_of(const Outcome& outcome) {
@@ -98,16 +131,24 @@ int run_audit(const Options& options) {
   Outcome outcome;
   outcome.origin = origin_of(options.audit);
   outcome.session = options.addresses.session.substr(0, 10);
-  outcome.truth = options.audit.truth;
-  outcome.tape = options.audit.tape;
+  outcome.truth = input_name(options.audit.truth);
+  outcome.tape = input_name(options.audit.tape);
   const std::uint64_t begun_ms = vorbeld::monotonic_ms();
   try {
     if (options.audit.strict && options.audit.capture.empty()) throw std::invalid_argument("--strict needs --capture");
     outcome.audit.reconciliation.strict = options.audit.strict;
-    open_files(outcome.audit.reconciliation, outcome.truth, outcome.tape);
-    check_truth(outcome);
-    audit_origin(outcome, request_of(options), options.quiet);
+    check_files(options);
+    open_written(outcome, options.audit);
+    check_truth(outcome, false);
+    const AuditRequest request = request_of(options);
+    const RunBeginnings beginnings = beginnings_of(outcome.audit.reconciliation);
+    check_written(outcome.audit.reconciliation, beginnings, outcome.truth, outcome.tape);
+    audit_origin(outcome, request, options.quiet);
+    check_truth(outcome, true);
+    check_written(outcome.audit.reconciliation, beginnings, outcome.truth, outcome.tape);
+    check_run(outcome, true);
     reconcile_rest(outcome.audit.reconciliation, outcome.audit.last);
+    note_coverage(outcome, request.ends);
     check_compared(outcome);
   } catch (const NoFeed& none) {
     return end_without_verdict(none, nobody_there);
@@ -115,9 +156,10 @@ int run_audit(const Options& options) {
     return end_without_verdict(bad_file, wrong_usage);
   }
   outcome.lasted_ms = vorbeld::monotonic_ms() - begun_ms;
+  for (const std::string& note : outcome.audit.notes) std::cerr << "vorbelctl: note: " << note << "\n";
   std::cout << (options.json ? verdict_json(outcome) + "\n" : verdict_text(outcome)) << std::flush;
-  if (!options.audit.html.empty() && !write_page(outcome, options.audit.html)) return wrong_usage;
-  return status_of(outcome);
+  const int status = status_of(outcome);
+  return options.audit.html.empty() ? status : write_page(outcome, options.audit.html, status);
 }
 
 }  // namespace vorbelctl

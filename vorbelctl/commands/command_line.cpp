@@ -18,6 +18,7 @@
 #include "vorbelctl/commands/command_table.h"
 #include "vorbelctl/commands/ending.h"
 #include "vorbelctl/commands/program.h"
+#include "vorbelctl/handler/input.h"
 
 namespace vorbelctl {
 namespace {
@@ -64,6 +65,11 @@ CLI::Validator validator_of(const OneOf& choice) {
   return {check, words};
 }
 
+CLI::Validator validator_of(const ExistingFile& /*wanted*/) {
+  const auto check = [](const std::string& text) { return text == standard_input ? "" : CLI::ExistingFile(text); };
+  return {check, CLI::ExistingFile.get_description()};
+}
+
 CLI::Validator validator_of(const Ipv4Address& wanted) {
   const auto check = [wanted](std::string& text) -> std::string {
     try {
@@ -78,7 +84,7 @@ CLI::Validator validator_of(const Ipv4Address& wanted) {
 }
 
 void add_check(CLI::Option& option, const Check& check) {
-  if (std::holds_alternative<ExistingFile>(check)) option.check(CLI::ExistingFile);
+  if (const auto* file = std::get_if<ExistingFile>(&check)) option.check(validator_of(*file));
   if (const auto* number = std::get_if<WholeNumber>(&check)) option.transform(validator_of(*number));
   if (const auto* seconds = std::get_if<Seconds>(&check)) option.check(validator_of(*seconds));
   if (const auto* choice = std::get_if<OneOf>(&check)) option.check(validator_of(*choice));
@@ -125,6 +131,9 @@ std::string check_together(const Options& options) {
                         (options.command == "audit" && options.audit.offline);
   if (recovers && options.addresses.retrans_port == 0) {
     return "recovery needs a retransmission port; give it with --retrans-port";
+  }
+  if (options.audit.to != 0 && options.audit.to < options.audit.from) {
+    return fmt::format("--to {} is before --from {}", options.audit.to, options.audit.from);
   }
   if (options.command == "fetch" && options.fetch.count - 1U > largest_sequence - options.fetch.first) {
     return fmt::format("the last number wanted is too large; sequence numbers go up to {}", largest_sequence);

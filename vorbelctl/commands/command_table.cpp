@@ -114,16 +114,16 @@ OptionList audit_options(Options& options) {
            .says = "Read a capture of the feed (libpcap) instead of listening to it",
            .target = &audit.pcap,
            .check = ExistingFile{},
-           .excludes = {"--offline", "--capture", "--until-end", "--seconds"}},
+           .excludes = {"--offline", "--capture", "--seconds"}},
           {.name = "--offline",
            .says = "Fetch everything from the retransmission port instead of listening",
            .target = &audit.offline,
-           .excludes = {"--capture", "--until-end", "--seconds"}},
+           .excludes = {"--capture", "--seconds"}},
           {.name = "--capture",
            .says = "Judge what a handler under test wrote down (JSON lines) instead of listening",
            .target = &audit.capture,
            .check = ExistingFile{},
-           .excludes = {"--until-end", "--seconds"}},
+           .excludes = {"--seconds"}},
           {.name = "--strict",
            .says = "Take a name in the recording that nothing can be compared with for a discrepancy",
            .target = &audit.strict,
@@ -132,7 +132,12 @@ OptionList audit_options(Options& options) {
            .says = "First sequence number to judge; default: the first of the run or of the pcap file",
            .target = &audit.from,
            .check = WholeNumber{1, largest_sequence}},
-          {.name = "--until-end", .says = "End with the end of session", .target = &audit.until_end},
+          {.name = "--to",
+           .says = "Last sequence number to judge; default: the last that comes",
+           .target = &audit.to,
+           .check = WholeNumber{1, largest_sequence},
+           .excludes = {"--until-end"}},
+          {.name = "--until-end", .says = "End with the end of session, which must come", .target = &audit.until_end},
           {.name = "--seconds", .says = "End after so many seconds", .target = &audit.seconds, .check = Seconds{}},
           {.name = "--timeout",
            .says = "Seconds of silence after which nobody is there, or no more",
@@ -166,11 +171,13 @@ OptionList watch_options(Options& options) {
 
 constexpr const char* audit_footer =
     "Everything is compared up to the last message received; messages from before the feed was joined are fetched.\n"
+    "A recording must hold the close of a session that was closed; see --to for a part of it.\n"
+    "Files may be packed by gzip; - is standard input, for one of them.\n"
     "Without --seconds or --until-end the audit goes on until Ctrl-C, or until the feed falls silent.\n"
     "\nExample:\n"
     "  vorbelctl audit --truth truth.jsonl --tape tape.jsonl --seconds 20 --html report.html\n"
-    "\nExit status: 0 equal; 1 discrepancies or losses; 2 wrong usage; 3 no feed, or no end of session;\n"
-    "5 the feed began again";
+    "\nExit status: 0 equal; 1 discrepancies or losses; 2 wrong usage; 3 no feed, or not what\n"
+    "was asked for; 5 the feed began again; 6 the page or the verdict could not be written";
 
 constexpr std::array commands{
     Command{"control", "Send one control command and print the reply", control_options, run_control,

@@ -23,8 +23,8 @@ using Target = std::variant<bool*, std::string*, double*, std::uint16_t*, std::u
 
 // What a value must be.
 struct AnyText {};
-struct ExistingFile {};
-struct WholeNumber {  // decimal digits and nothing else
+struct ExistingFile {};  // or "-", standard input
+struct WholeNumber {     // decimal digits and nothing else
   std::uint64_t least = 0;
   std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
   bool in_help = true;  // the help says so

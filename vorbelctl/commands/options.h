@@ -60,6 +60,7 @@ struct AuditOptions {
   std::string capture;  // empty: messages are received, not read from what a handler wrote down
   bool offline = false;
   std::uint64_t from = 0;  // 0: the first message of the run, or of the pcap file
+  std::uint64_t to = 0;    // 0: up to the last message that comes
   bool until_end = false;  // end with the end of session
   double seconds = 0;      // 0: no limit
   double timeout_s = 5;    // silence after which nobody is there, or no more

@@ -31,6 +31,7 @@ std::string where_it_stands(const Progress& progress, const Receiver& receiver, 
 // Several things may have been asked for; the first that did not come is named.
 std::string unmet(const Ends& ends, const Receiver& receiver) {
   if (ends.from != 0 && receiver.next <= ends.from) return fmt::format("#{} did not come", ends.from);
+  if (ends.to != 0 && receiver.next <= ends.to) return fmt::format("#{} did not come", ends.to);
   if (ends.messages > receiver.totals.messages) {
     return fmt::format("{} of the {} messages asked for came", receiver.totals.messages, ends.messages);
   }
@@ -47,6 +48,8 @@ std::string_view end_name(End end) {
       return "interrupt";
     case End::messages:
       return "count";
+    case End::number:
+      return "number";
     case End::end_of_session:
       return "end of session";
     case End::time:
@@ -69,6 +72,7 @@ End end_of(const Ends& ends, const Progress& progress, const Receiver& receiver,
   if (interrupted()) return End::interrupt;
   if (ends.one_run && receiver.totals.began_again != 0) return End::began_again;
   if (ends.messages != 0 && receiver.totals.messages >= ends.messages) return End::messages;
+  if (ends.to != 0 && receiver.next > ends.to) return End::number;
   if (ends.end_of_session && complete(receiver)) return End::end_of_session;
   if (have_passed(ends.seconds, progress.begun_ms, now_ms)) return End::time;
   const std::uint64_t silent_since_ms = progress.heard_ms == 0 ? progress.begun_ms : progress.heard_ms;

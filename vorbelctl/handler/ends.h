@@ -15,13 +15,14 @@ enum class End : std::uint8_t {
   none,  // it goes on
   interrupt,
   messages,        // as many as were asked for have been delivered
+  number,          // every number up to the last one that is wanted is settled
   end_of_session,  // it was announced, and every number before it is settled
   time,
   silence,
   began_again  // the feed did; only where one run is followed
 };
 
-// "interrupt", "count", "end of session", "time", "silence" or "began again"; nothing where it goes on.
+// "interrupt", "count", "number", "end of session", "time", "silence" or "began again"; nothing where it goes on.
 std::string_view end_name(End end);
 
 // The ends that are asked for. An interrupt is one always.
@@ -31,6 +32,7 @@ struct Ends {
   bool end_of_session = false;  // false: whoever follows stays on behind it
   double silence_s = 0;         // 0: silence may last
   std::uint64_t from = 0;       // a message with this number or a higher one is to come; 0: none need
+  std::uint64_t to = 0;         // the last number that is wanted; 0: there is none
   bool one_run = false;         // false: whoever follows goes on with the next run
 };
 

@@ -12,6 +12,7 @@
 #include <stdexcept>
 
 #include "common/big_endian.h"
+#include "vorbelctl/handler/input.h"
 
 namespace vorbelctl {
 namespace {
@@ -133,10 +134,10 @@ bool seen_going_out(Copies& copies, const Frame& frame, std::string_view bytes) 
 
 using Capture = std::unique_ptr<pcap_t, void (*)(pcap_t*)>;
 
-Capture open_capture(const std::string& path) {
+Capture open_capture(const Input& input) {
   std::array<char, PCAP_ERRBUF_SIZE> problem{};
-  Capture capture(pcap_open_offline(path.c_str(), problem.data()), pcap_close);
-  if (!capture) throw std::invalid_argument(fmt::format("cannot read the capture {}: {}", path, problem.data()));
+  Capture capture(pcap_open_offline(input.path.c_str(), problem.data()), pcap_close);
+  if (!capture) throw std::invalid_argument(fmt::format("cannot read the capture {}: {}", input.name, problem.data()));
   return capture;
 }
 
@@ -155,9 +156,11 @@ const Link& find_link(pcap_t* capture, const std::string& path) {
 
 PcapTotals read_pcap(const std::string& path, const Addresses& addresses, const TakeDatagram& take) {
   const std::uint32_t group = ipv4_number(addresses.group);
-  const Capture capture = open_capture(path);
-  const Link& link = find_link(capture.get(), path);
+  const Input input = open_input(path);
+  const Capture capture = open_capture(input);
+  const Link& link = find_link(capture.get(), input.name);
   PcapTotals totals;
+  totals.ends_early = input.is_cut;
   Copies copies;
   pcap_pkthdr* header = nullptr;
   const unsigned char* data = nullptr;
@@ -181,8 +184,11 @@ PcapTotals read_pcap(const std::string& path, const Addresses& addresses, const 
          make_sender(datagram->from, datagram->from_port));
   }
   if (result == PCAP_ERROR) {
-    throw std::invalid_argument(
-        fmt::format("the capture {} cannot be read to its end: {}", path, pcap_geterr(capture.get())));
+    const std::string says = pcap_geterr(capture.get());
+    totals.ends_early = says.find("truncated") != std::string::npos;  // the library has no other way to tell
+    if (!totals.ends_early) {
+      throw std::invalid_argument(fmt::format("the capture {} cannot be read to its end: {}", input.name, says));
+    }
   }
   return totals;
 }

@@ -19,14 +19,15 @@ struct PcapTotals {
   std::uint64_t feed = 0;     // datagrams to the group and port of the feed
   std::uint64_t answers = 0;  // datagrams from the retransmission port
   std::uint64_t cut = 0;      // of both: captured shorter than they were, and left out
+  bool ends_early = false;    // the file ends within a frame, which is left out, or within packed bytes
 };
 
 // One datagram; the bytes are valid during the call. `at_ms` is wall-clock time.
 using TakeDatagram = std::function<void(std::string_view bytes, Channel channel, std::uint64_t at_ms, SenderId sender)>;
 
-// Reads the whole file: Ethernet (also tagged), Linux cooked (both versions), loopback and raw IP links; IPv4.
-// Fragments and all other packets are passed over. Throws std::invalid_argument when the file cannot be
-// read, is not a capture, was made on another kind of link or ends within a frame.
+// Reads the whole file, as open_input does: Ethernet (also tagged), Linux cooked (both versions), loopback and raw IP
+// links; IPv4. Fragments and all other packets are passed over. Throws std::invalid_argument when the file cannot be
+// read, is not a capture or was made on another kind of link.
 PcapTotals read_pcap(const std::string& path, const Addresses& addresses, const TakeDatagram& take);
 
 }  // namespace vorbelctl

@@ -54,7 +54,9 @@ std::string verdict_part(const Outcome& outcome) {
     html += ", <span class=\"nowrap\">" + page::date_and_time(audit.history.begin_ms) + "</span> to " +
             page::time_of_day(audit.history.end_ms) + " feed local time (US Eastern)";
   }
-  return html + ".</p></header>";
+  html += ".</p>";
+  for (const std::string& note : audit.notes) html += "<p class=\"context\">Note: " + escaped(note) + ".</p>";
+  return html + "</header>";
 }
 
 std::string figures_part(const Outcome& outcome) {

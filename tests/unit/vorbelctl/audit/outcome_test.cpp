@@ -206,6 +206,7 @@ TEST(VerdictText, OfARecordingHasNoWire) {
 
 TEST(VerdictJson, HoldsEveryKeyItPromises) {
   const auto outcome = equal_outcome();
+  outcome->audit.truth_last = 1300;
   outcome->totals.packets = 2000;
   outcome->totals.heartbeats = 5;
   EXPECT_EQ(
@@ -213,7 +214,7 @@ TEST(VerdictJson, HoldsEveryKeyItPromises) {
       R"({"verdict":"equal","sentence":"1,234 messages equal to their truth records and the tape",)"
       R"("origin":"feed","where":"233.252.0.3:28977","session":"BTDS000001","truth":"truth.jsonl",)"
       R"("tape":"tape.jsonl","ended_by":"end of session","unfinished":null,"restart":null,"likely":null,"second_sender":null,)"
-      R"("seconds":12.345,"first":1,"last":1234,"joined":1,)"
+      R"("notes":[],"seconds":12.345,"first":1,"last":1234,"truth_last":1300,"joined":1,)"
       R"("messages":1234,"trades":1200,"cancels":20,"corrections":10,"halts":1,"summaries":1,"controls":2,)"
       R"("malformed_messages":0,"lost":0,"recovered":0,"missing":0,"out_of_order":0,"duplicates":0,"altered":0,"fetched":0,)"
       R"("gaps":0,"longest_gap_ms":0,"faults":0,"heartbeats":5,"end_of_sessions":0,"packets":2000,)"

@@ -27,12 +27,13 @@ Lines recorded_lines() {
   };
 }
 
-std::unique_ptr<Audit> audited(const Lines& lines, std::uint64_t from = 0) {
+std::unique_ptr<Audit> audited(const Lines& lines, std::uint64_t from = 0, std::uint64_t to = 0) {
   const sample::Files files(sample::run());
   const std::string recording = files.folder.path / "recording.jsonl";
   vorbeld::write_file(recording, sample::joined(lines));
   auto audit = std::make_unique<Audit>();
   audit->from = from;
+  audit->to = to;
   open_files(audit->reconciliation, files.truth, files.tape);
   reconcile_recording(*audit, recording);
   return audit;
@@ -138,6 +139,50 @@ TEST(Recording, MayBeginLateWhenItIsAskedFrom) {
   lines.erase(lines.begin(), lines.begin() + 3);
   EXPECT_EQ(audited(lines, 4)->counts.missing, 0U);
   EXPECT_EQ(missing_in(*audited(lines)), "1-3 ");
+}
+
+TEST(Recording, LeavesOutWhatCameBeforeTheStart) {
+  Lines lines = recorded_lines();
+  lines[1] = R"({"event":"trade","seq":2,"price":1,"book":{"high":1}})";
+  lines.insert(lines.begin(), {"rubbish", R"({"book":{"cusip":"037833DT4","prints":7}})"});
+  const auto audit = audited(lines, 4);
+  EXPECT_EQ(sample::discrepancy_lines(audit->reconciliation.discrepancies), Lines()) << "books are those of the truth";
+  EXPECT_EQ(audit->counts.messages, 5U);
+  EXPECT_EQ(missing_in(*audit), "");
+}
+
+TEST(Recording, LeavesOutWhatComesBehindTheEnd) {
+  Lines lines = recorded_lines();
+  lines[5] = R"({"event":"trade","seq":6,"price":1})";
+  lines.insert(lines.begin() + 6, {"rubbish", R"({"book":{"cusip":"037833DT4","prints":7}})"});
+  const auto audit = audited(lines, 0, 5);
+  EXPECT_EQ(sample::discrepancy_lines(audit->reconciliation.discrepancies), Lines());
+  EXPECT_EQ(audit->counts.messages, 5U);
+  EXPECT_EQ(audit->last, 5U);
+  EXPECT_EQ(audit->truth_last, 8U);
+}
+
+TEST(Recording, MissesWhatIsAskedForBehindItsLastMessage) {
+  Lines lines = recorded_lines();
+  lines.resize(4);
+  EXPECT_EQ(missing_in(*audited(lines, 0, 6)), "5-6 ");
+  EXPECT_EQ(missing_in(*audited(lines, 0, 4)), "");
+}
+
+TEST(Recording, OfASessionThatRunsOnMayEndAnywhere) {
+  sample::SampleRun open = sample::run();
+  open.truth.pop_back();  // the close
+  const sample::Files files(open);
+  const std::string recording = files.folder.path / "recording.jsonl";
+  Lines lines = recorded_lines();
+  lines.resize(5);
+  vorbeld::write_file(recording, sample::joined(lines));
+  Audit audit;
+  open_files(audit.reconciliation, files.truth, files.tape);
+  reconcile_recording(audit, recording);
+  EXPECT_EQ(missing_in(audit), "");
+  EXPECT_EQ(audit.last, 5U);
+  EXPECT_EQ(audit.truth_last, 7U);
 }
 
 TEST(Recording, SaysWhatComesTwice) {

@@ -32,7 +32,7 @@ TEST(Completion, OffersTheCommandsFirst) {
 
 TEST(Completion, OffersTheOptionsOfTheCommand) {
   EXPECT_EQ(sorted(complete_last({"wait", "--t"}).words), (Words{"--timeout"}));
-  EXPECT_EQ(sorted(complete_last({"audit", "--t"}).words), (Words{"--tape", "--timeout", "--truth"}));
+  EXPECT_EQ(sorted(complete_last({"audit", "--t"}).words), (Words{"--tape", "--timeout", "--to", "--truth"}));
   EXPECT_EQ(sorted(complete_last({"fetch", "1", "--h"}).words), (Words{"--help", "--host"}));
   EXPECT_EQ(complete_last({"bogus", "--"}).words, Words{});
 }

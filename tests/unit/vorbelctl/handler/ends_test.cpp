@@ -39,6 +39,18 @@ TEST(End, ComesWithTheMessagesAskedForOnceTheyAreDelivered) {
   EXPECT_EQ(end_name(End::messages), "count");
 }
 
+TEST(End, ComesWithTheLastNumberThatIsWanted) {
+  Ends ends;
+  ends.to = 3;
+  EXPECT_EQ(end_of(ends, begun, receiver_that_got({data(1, 2)}), 1000), End::none);
+  EXPECT_EQ(end_of(ends, begun, receiver_that_got({data(1, 2), data(4, 1)}), 1000), End::none) << "3 may still come";
+  EXPECT_EQ(end_of(ends, begun, receiver_that_got({data(1, 3)}), 1000), End::number);
+  EXPECT_EQ(end_name(End::number), "number");
+  EXPECT_EQ(what_did_not_come(ends, begun, receiver_that_got({data(1, 2)}), 2000),
+            "#3 did not come: the last message was #2, and the feed had been silent for 1.0 s");
+  EXPECT_EQ(what_did_not_come(ends, begun, receiver_that_got({data(1, 3)}), 2000), "");
+}
+
 TEST(End, OfASessionWaitsForWhatIsMissing) {
   Ends ends;
   ends.end_of_session = true;

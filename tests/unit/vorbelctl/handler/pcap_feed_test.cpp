@@ -143,6 +143,16 @@ TEST(Capture, CountsWhatWasCutAndLeavesItOut) {
   EXPECT_EQ(reading.totals.feed, 2U);
 }
 
+TEST(Capture, ThatEndsWithinAFrameIsReadToThere) {
+  const std::string whole = file_header(raw_ip) + record(udp("first")) + record(udp("second"));
+  EXPECT_FALSE(read_file(whole).totals.ends_early);
+  for (const std::size_t lacking : {1U, 20U, 40U}) {
+    const Reading reading = read_file(whole.substr(0, whole.size() - lacking));
+    EXPECT_TRUE(reading.totals.ends_early) << lacking;
+    EXPECT_EQ(reading.feed, std::vector<std::string>{"first"});
+  }
+}
+
 TEST(Capture, OnAllInterfacesShowsEachDatagramOnce) {
   const auto seen = [](std::uint16_t direction) {
     return record(u16(direction) + std::string(12, '\0') + u16(0x0800) + udp("packet"));
@@ -169,8 +179,7 @@ TEST(Capture, SaysWhyItCannotBeRead) {
   EXPECT_NE(why("no capture at all, but long enough").find("cannot read the capture "), std::string::npos);
   EXPECT_NE(why(file_header(radiotap) + record("x")).find("which is not understood; capture on Ethernet"),
             std::string::npos);
-  const std::string cut = file_header(raw_ip) + record(udp("packet"));
-  EXPECT_NE(why(cut.substr(0, cut.size() - 3)).find(" cannot be read to its end: "), std::string::npos);
+  EXPECT_NE(why(file_header(raw_ip) + std::string(16, '\xff')).find(" cannot be read to its end: "), std::string::npos);
   EXPECT_THROW(read_pcap("/nonexistent", {}, nullptr), std::invalid_argument);
 }
 
