@@ -7,6 +7,7 @@
 #include "vorbelctl/audit/coverage.h"
 #include "vorbelctl/audit/origins.h"
 #include "vorbelctl/commands/commands.h"
+#include "vorbelctl/commands/ending.h"
 #include "vorbelctl/commands/output_file.h"
 #include "vorbelctl/handler/input.h"
 #include "vorbelctl/page/page.h"
@@ -120,11 +121,6 @@ int status_of(const Outcome& outcome) {
   return outcome.unfinished.empty() ? all_well : nobody_there;
 }
 
-int end_without_verdict(const std::exception& problem, int status) {
-  std::cerr << "vorbelctl: " << problem.what() << "\n";
-  return status;
-}
-
 }  // namespace
 
 int run_audit(const Options& options) {
@@ -151,9 +147,9 @@ int run_audit(const Options& options) {
     note_coverage(outcome, request.ends);
     check_compared(outcome);
   } catch (const NoFeed& none) {
-    return end_without_verdict(none, nobody_there);
+    return end_with(nobody_there, none.what(), options.json);
   } catch (const std::invalid_argument& bad_file) {
-    return end_without_verdict(bad_file, wrong_usage);
+    return end_with(wrong_usage, bad_file.what(), options.json);
   }
   outcome.lasted_ms = vorbeld::monotonic_ms() - begun_ms;
   for (const std::string& note : outcome.audit.notes) std::cerr << "vorbelctl: note: " << note << "\n";

@@ -173,7 +173,7 @@ constexpr const char* audit_footer =
     "Everything is compared up to the last message received; messages from before the feed was joined are fetched.\n"
     "A recording must hold the close of a session that was closed; see --to for a part of it.\n"
     "Files may be packed by gzip; - is standard input, for one of them.\n"
-    "Without --seconds or --until-end the audit goes on until Ctrl-C, or until the feed falls silent.\n"
+    "Without --to, --seconds or --until-end the audit goes on until Ctrl-C, or until the feed falls silent.\n"
     "\nExample:\n"
     "  vorbelctl audit --truth truth.jsonl --tape tape.jsonl --seconds 20 --html report.html\n"
     "\nExit status: 0 equal; 1 discrepancies or losses; 2 wrong usage; 3 no feed, or not what\n"
