@@ -37,16 +37,19 @@ void differ(DayComparison& comparison, std::string field, std::string expected, 
                                                          std::move(expected), place, std::move(received)});
 }
 
-// Prices that messages cannot carry as they are, and times that local time cannot tell apart, leave a book rebuilt from
-// messages open to doubt from then on.
+// Prices that messages cannot carry as they are leave a book rebuilt from messages open to doubt from then on, and
+// times that local time cannot tell apart its last sale.
 void check_exactness(BondState& bond, const TruthRecord& record) {
   const double price = cell(record, "price").number;
-  bond.exact = bond.exact && carried_price(price) == price && is_one_instant(cell(record, "executed_at").text);
+  bond.exact = bond.exact && carried_price(price) == price;
+  bond.ordered = bond.ordered && is_one_instant(cell(record, "executed_at").text);
   bond.fine = bond.fine || std::fabs(price * 1e5 - std::round(price * 1e5)) > 1e-3;
 }
 
 // The publisher compares prices with all their decimals, so it may see a change where messages show equal prices.
 bool change_fits(const BondState& bond, char claimed, char counted) {
+  constexpr int last_bit = 1;
+  if (!bond.ordered && ((claimed ^ counted) & ~last_bit) == 0) return true;
   const bool sees_no_less = (claimed & counted) == counted;
   return claimed == counted || (bond.fine && sees_no_less);
 }
@@ -73,7 +76,9 @@ void compare_recorded_day(DayComparison& comparison, const BondState& bond, cons
   const Day& counted = bond.book.day;
   compare_price(comparison, closing ? "high" : "summary.high", counted.high, cell(record, "day_high").number);
   compare_price(comparison, closing ? "low" : "summary.low", counted.low, cell(record, "day_low").number);
-  compare_price(comparison, closing ? "close" : "summary.last", counted.last, cell(record, "day_last").number);
+  if (bond.ordered) {
+    compare_price(comparison, closing ? "close" : "summary.last", counted.last, cell(record, "day_last").number);
+  }
   if (closing) return;
   const std::string_view traded = counted.last ? "true" : "false";
   if (cell(record, "traded").text != traded) {
@@ -101,12 +106,14 @@ void expect_counted_day(Expectation& expectation, const BondState& bond, Kind ki
   const double tolerance = bond.fine ? coarse_yield_tolerance : price_tolerance;
   expect_sale(expectation, "high_yield", yield_of(day.high), tolerance);
   expect_sale(expectation, "low_yield", yield_of(day.low), tolerance);
-  expect_sale(expectation, "last_yield", yield_of(day.last), tolerance);
-  expect_sale(expectation, "close_yield", yield_of(day.last), tolerance);
+  if (bond.ordered) {
+    expect_sale(expectation, "last_yield", yield_of(day.last), tolerance);
+    expect_sale(expectation, "close_yield", yield_of(day.last), tolerance);
+  }
   if (kind != Kind::cancel) return;
   expect_sale(expectation, "high", price_of(day.high), price_tolerance);
   expect_sale(expectation, "low", price_of(day.low), price_tolerance);
-  expect_sale(expectation, "last", price_of(day.last), price_tolerance);
+  if (bond.ordered) expect_sale(expectation, "last", price_of(day.last), price_tolerance);
 }
 
 // Compares one field of the day as it was received. What the record says is wrong by itself; what only the prints say
@@ -242,6 +249,7 @@ void compare_book(Reconciliation& all, std::uint64_t sequence, const std::string
       note_uncompared(all, sequence, std::string(book_prefix) + claim.name);
       continue;
     }
+    if (!bond.ordered && claim.name.starts_with("last")) continue;
     ++all.book_values;
     if (!book_says(*value, claim)) {
       differ(comparison, "book." + claim.name, value_text(*value, claim.name), Source::recording, claim_text(claim));

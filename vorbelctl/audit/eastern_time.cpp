@@ -7,20 +7,14 @@
 namespace vorbelctl {
 namespace {
 
-using std::chrono::days;
-using std::chrono::floor;
-using std::chrono::hours;
-using std::chrono::seconds;
-using std::chrono::sys_days;
-using std::chrono::sys_seconds;
+namespace chrono = std::chrono;
 
 constexpr std::int64_t summer_s = -14400;
 constexpr std::int64_t winter_s = -18000;
 
-bool is_four_digit_year(sys_seconds instant) {
-  using std::chrono::year;
-  const sys_days begin = year(1) / std::chrono::January / 1;
-  const sys_days end = year(10000) / std::chrono::January / 1;
+bool is_four_digit_year(chrono::sys_seconds instant) {
+  const chrono::sys_days begin = chrono::year(1) / chrono::January / 1;
+  const chrono::sys_days end = chrono::year(10000) / chrono::January / 1;
   return instant >= begin && instant < end;
 }
 
@@ -41,22 +35,21 @@ void put_number(std::string& text, std::size_t at, std::size_t width, unsigned n
 }  // namespace
 
 std::int64_t local_offset_s(std::int64_t utc_s) {
-  using std::chrono::Sunday;
-  const sys_seconds instant{seconds(utc_s)};
-  const auto year = std::chrono::year_month_day(floor<days>(instant)).year();
-  const sys_seconds begin = sys_days(year / std::chrono::March / Sunday[2]) + hours(7);
-  const sys_seconds end = sys_days(year / std::chrono::November / Sunday[1]) + hours(6);
+  const chrono::sys_seconds instant{chrono::seconds(utc_s)};
+  const auto year = chrono::year_month_day(chrono::floor<chrono::days>(instant)).year();
+  const chrono::sys_seconds begin = chrono::sys_days(year / chrono::March / chrono::Sunday[2]) + chrono::hours(7);
+  const chrono::sys_seconds end = chrono::sys_days(year / chrono::November / chrono::Sunday[1]) + chrono::hours(6);
   return instant >= begin && instant < end ? summer_s : winter_s;
 }
 
 std::string local_date_time(std::int64_t utc_s) {
   constexpr std::int64_t far = std::int64_t{1} << 40;  // far beyond the years that have four digits
-  if (utc_s > far || utc_s < -far || !is_four_digit_year(sys_seconds{seconds(utc_s)})) return "";
-  const sys_seconds local{seconds(utc_s + local_offset_s(utc_s))};
+  if (utc_s > far || utc_s < -far || !is_four_digit_year(chrono::sys_seconds{chrono::seconds(utc_s)})) return "";
+  const chrono::sys_seconds local{chrono::seconds(utc_s + local_offset_s(utc_s))};
   if (!is_four_digit_year(local)) return "";
-  const sys_days day = floor<days>(local);
-  const std::chrono::year_month_day date(day);
-  const std::chrono::hh_mm_ss time(local - day);
+  const chrono::sys_days day = chrono::floor<chrono::days>(local);
+  const chrono::year_month_day date(day);
+  const chrono::hh_mm_ss time(local - day);
   std::string text(14, '0');
   put_number(text, 0, 4, static_cast<unsigned>(int{date.year()}));
   put_number(text, 4, 2, unsigned{date.month()});
@@ -69,17 +62,17 @@ std::string local_date_time(std::int64_t utc_s) {
 
 std::vector<std::int64_t> utc_of_local(std::string_view digits) {
   if (digits.size() != 14 || !all_digits(digits)) return {};
-  const std::chrono::year_month_day date(std::chrono::year(number_at(digits, 0, 4)),
-                                         std::chrono::month(static_cast<unsigned>(number_at(digits, 4, 2))),
-                                         std::chrono::day(static_cast<unsigned>(number_at(digits, 6, 2))));
-  const std::chrono::hours hour(number_at(digits, 8, 2));
-  const std::chrono::minutes minute(number_at(digits, 10, 2));
-  const seconds second(number_at(digits, 12, 2));
-  if (!date.ok() || date.year() < std::chrono::year(1) || hour.count() > 23 || minute.count() > 59 ||
-      second.count() > 59) {
+  const chrono::year_month_day date(chrono::year(number_at(digits, 0, 4)),
+                                    chrono::month(static_cast<unsigned>(number_at(digits, 4, 2))),
+                                    chrono::day(static_cast<unsigned>(number_at(digits, 6, 2))));
+  const chrono::hours hour(number_at(digits, 8, 2));
+  const chrono::minutes minute(number_at(digits, 10, 2));
+  const chrono::seconds second(number_at(digits, 12, 2));
+  if (!date.ok() || date.year() < chrono::year(1) || hour.count() > 23 || minute.count() > 59 || second.count() > 59) {
     return {};
   }
-  const std::int64_t local_s = seconds(sys_days(date).time_since_epoch() + hour + minute + second).count();
+  const std::int64_t local_s =
+      chrono::seconds(chrono::sys_days(date).time_since_epoch() + hour + minute + second).count();
   std::vector<std::int64_t> instants;
   for (const std::int64_t offset_s : {summer_s, winter_s}) {
     const std::int64_t utc_s = local_s - offset_s;

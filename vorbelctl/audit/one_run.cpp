@@ -23,8 +23,8 @@ constexpr std::int64_t most_shifted = 25;   // how far numbers are tried
 constexpr std::size_t least_cusips = 3;     // fewer may well be the same in any run
 constexpr double quantity_rounding = 0.51;  // the tape writes no decimals
 
-enum class Term : std::uint8_t { cusip, price, quantity, executed_at };
-constexpr std::array informative{Term::price, Term::quantity, Term::executed_at};
+enum class SampledTerm : std::uint8_t { cusip, price, quantity, executed_at };
+constexpr std::array informative{SampledTerm::price, SampledTerm::quantity, SampledTerm::executed_at};
 
 struct Agreement {
   std::size_t compared = 0;
@@ -39,24 +39,24 @@ void compare_term(Agreement& agreement, const std::optional<Value>& one, const s
   if (same(*one, *other)) ++agreement.agreed;
 }
 
-void compare_terms(Agreement& agreement, Term term, const TradeTerms& one, const TradeTerms& other) {
+void compare_terms(Agreement& agreement, SampledTerm term, const TradeTerms& one, const TradeTerms& other) {
   const auto within = [](double tolerance) {
     return [tolerance](double a, double b) { return a == b || std::fabs(a - b) <= tolerance; };
   };
   switch (term) {
-    case Term::cusip:
+    case SampledTerm::cusip:
       return compare_term(agreement, one.cusip, other.cusip, std::equal_to<>());
-    case Term::price:
+    case SampledTerm::price:
       return compare_term(agreement, one.price, other.price, within(price_tolerance));
-    case Term::quantity:
+    case SampledTerm::quantity:
       return compare_term(agreement, one.quantity, other.quantity, within(quantity_rounding));
-    case Term::executed_at:
+    case SampledTerm::executed_at:
       return compare_term(agreement, one.executed_at, other.executed_at, std::equal_to<>());
   }
 }
 
 // How far a term agrees when the numbers of the one side are moved.
-Agreement agreement_of(const RunSample& sample, Term term, std::int64_t shift) {
+Agreement agreement_of(const RunSample& sample, SampledTerm term, std::int64_t shift) {
   Agreement agreement;
   for (const TradeTerms& received : sample.received) {
     const auto wanted = static_cast<std::uint64_t>(static_cast<std::int64_t>(received.sequence) + shift);
@@ -74,7 +74,7 @@ bool mostly_agrees(const Agreement& agreement, std::size_t least) {
 bool agree_at_other_numbers(const RunSample& sample) {
   for (std::int64_t shift = -most_shifted; shift <= most_shifted; ++shift) {
     if (shift == 0) continue;
-    for (const Term term : informative) {
+    for (const SampledTerm term : informative) {
       if (mostly_agrees(agreement_of(sample, term, shift), least_shifted)) return true;
     }
   }
@@ -86,7 +86,7 @@ bool agree_in_cusips(const RunSample& sample) {
   for (const TradeTerms& each : sample.recorded) {
     if (each.cusip) cusips.insert(*each.cusip);
   }
-  const Agreement agreement = agreement_of(sample, Term::cusip, 0);
+  const Agreement agreement = agreement_of(sample, SampledTerm::cusip, 0);
   return cusips.size() >= least_cusips && agreement.compared >= least_compared &&
          10 * agreement.agreed >= 9 * agreement.compared;
 }
@@ -192,13 +192,13 @@ std::string first_trades(const RunSample& sample) {
 Kinship kinship_of(const RunSample& sample) {
   std::size_t told = 0;
   std::size_t agreeing = 0;
-  for (const Term term : informative) {
+  for (const SampledTerm term : informative) {
     const Agreement agreement = agreement_of(sample, term, 0);
     if (agreement.compared >= least_compared) ++told;
     if (mostly_agrees(agreement, least_compared)) ++agreeing;
   }
   if (told < 2) return Kinship::unknown;
-  const Agreement times = agreement_of(sample, Term::executed_at, 0);
+  const Agreement times = agreement_of(sample, SampledTerm::executed_at, 0);
   const bool at_other_times = times.compared >= least_compared && 5 * times.agreed <= times.compared;
   if (agreeing == 2 && at_other_times) return Kinship::repeated;
   if (agreeing != 0 || agree_in_cusips(sample) || agree_at_other_numbers(sample)) return Kinship::one_run;

@@ -58,8 +58,10 @@ std::optional<std::string_view> received_text(const Received* received, FieldId 
   if (received == nullptr) return {};
   if (received->message != nullptr) return text(*received->message, field);
   const Claim* const claim = find_claim(*received->claims, vorbeld::field_names[field.id]);
-  if (claim == nullptr || claim->type != Claim::Type::text) return {};
+  if (claim == nullptr) return {};
   const std::string_view said = claim->text;
+  const bool date = claim->type == Claim::Type::number && (said.size() == 8 || said.size() == 14);  // in digits
+  if (claim->type != Claim::Type::text && !date) return {};
   return said.substr(0, said.find_last_not_of(' ') + 1);
 }
 

@@ -35,8 +35,9 @@ struct BondState {
   Book book;
   BondNames names;
   BondRules rules;
-  bool exact = true;  // messages carried every price and time whole, so the book is the publisher's
-  bool fine = false;  // prices use the last decimal, so the publisher may see differences that messages do not show
+  bool exact = true;    // messages carried every price whole, so the book is the publisher's
+  bool ordered = true;  // and every time, so that the last sale is the publisher's too
+  bool fine = false;    // prices use the last decimal, so the publisher may see differences that messages do not show
   std::optional<Cause> doubt;       // why what is said of the day may be wrong; until it is right again
   std::optional<Cause> book_doubt;  // the same of the handler's book
 };

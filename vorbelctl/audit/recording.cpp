@@ -307,7 +307,7 @@ void take_in_order(Course& course, Entry&& entry) {
 }
 
 void take_line(Course& course, const Line& line, Claims& scratch) {
-  if (line.text.empty()) return;
+  if (line.text.find_first_not_of(" \t\r") == std::string_view::npos) return;
   if (read_claims(line.text, scratch)) {
     Entry entry = sort_claims(std::move(scratch));
     if (entry.sequence) course.left_out = is_left_out(course, *entry.sequence);

@@ -152,7 +152,29 @@ TEST(Day, IsNotCountedFromPricesThatMessagesCannotCarry) {
   EXPECT_FALSE(all->bonds.begin()->second.exact);
 }
 
-TEST(Day, IsNotCountedFromTimesThatLocalTimeDoesNotTellApart) {
+TEST(Day, KeepsHighLowAndPrintsWhereTimesDoNotTellTheLastSale) {
+  struct Case {
+    const char* from;
+    const char* to;
+    const char* wrong;
+  };
+  for (const Case& each :
+       {Case{"\"high\":98.000000", "\"high\":99.000000", "summary.high: book 98.000000, truth 99.000000"},
+        Case{"\"low\":97.000000", "\"low\":96.000000", "summary.low: book 97.000000, truth 96.000000"},
+        Case{"\"prints\":2", "\"prints\":3", "summary.prints: book 2, truth 3"},
+        Case{"\"last\":97.000000", "\"last\":96.000000", ""}}) {
+    Trades trades;
+    trades.executed_at = "20231105013000";
+    add_trade(trades, 98, '7');
+    add_trade(trades, 97, '2');
+    trades.run.truth[1] = altered(trades.run.truth[1], each.from, each.to);
+    const Lines found = wrong_in(trades.run);
+    EXPECT_EQ(found.size(), *each.wrong == '\0' ? 0U : 1U) << each.to;
+    for (const std::string& line : found) EXPECT_NE(line.find(each.wrong), std::string::npos) << line;
+  }
+}
+
+TEST(Day, DoesNotCountTheLastSaleFromTimesThatLocalTimeDoesNotTellApart) {
   Trades trades;
   trades.executed_at = "20231105013000";  // in the hour that autumn repeats
   add_trade(trades, 98, '7');
