@@ -21,8 +21,12 @@ OptionList control_options(Options& options) {
   return {{.name = "command",
            .says = "The command and its arguments; - reads a script from standard input",
            .target = &options.control.words,
-           .required = true,
            .offers = control_command_names()},
+          {.name = "--script",
+           .says = "Read a script from this file; - is standard input",
+           .target = &options.control.script,
+           .is_path = true,
+           .excludes = {"command"}},
           {.name = "--raw",
            .says = "Send the arguments unchecked; the bench takes what it cannot read as a default",
            .target = &options.control.raw},
@@ -174,8 +178,10 @@ constexpr std::array commands{
             "and lines that begin with # are skipped.\n"
             "\nExample:\n"
             "  vorbelctl control drop 5\n"
+            "  vorbelctl control --script faults.txt\n"
             "  printf 'rate 50\\n--at-ms 2000 halt 037833DT4 T.1\\n' | vorbelctl control -\n"
-            "\nExit status: 0 answered; 1 a reply was \"unknown ...\"; 2 wrong usage; 3 nobody answers"},
+            "\nExit status: 0 answered; 1 a reply was \"unknown ...\"; 2 wrong usage; 3 nobody answers",
+            control_command_help},
     Command{"report", "Send trade reports over TCP and count the answers", report_options, run_report,
             "Every line is checked before anything of it is sent; a bad one is named and never reaches the bench.\n"
             "CSV columns, in any order: cusip, price, quantity; and, where wanted, symbol, party, venue,\n"
@@ -227,26 +233,38 @@ const Command* find_command(std::string_view name) {
 
 OptionList address_options(const Command& command, Options& options) {
   Addresses& addresses = options.addresses;
-  const auto address = [](const char* name, std::string& value, const char* says, Check check) {
-    return OptionRow{.name = name, .says = says, .target = &value, .check = check, .shows_default = true};
+  const auto described = [](const char* says, const char* variable) {
+    return *variable == '\0' ? std::string(says) : fmt::format("{} ({})", says, variable);
   };
-  const auto port = [&](const char* name, std::uint16_t& value, const char* says, bool needed) {
+  const auto address = [&](const char* name, std::string& value, const char* says, Check check, const char* variable) {
     return OptionRow{.name = name,
-                     .says = fmt::format("{}{}", says, needed ? "" : "; 0: there is none"),
+                     .says = described(says, variable),
+                     .target = &value,
+                     .check = check,
+                     .shows_default = true,
+                     .variable = variable};
+  };
+  const auto port = [&](const char* name, std::uint16_t& value, const char* says, bool needed, const char* variable) {
+    return OptionRow{.name = name,
+                     .says = fmt::format("{}{}", described(says, variable), needed ? "" : "; 0: there is none"),
                      .target = &value,
                      .check = WholeNumber{needed ? 1U : 0U, most_in_16_bits, false},
-                     .shows_default = true};
+                     .shows_default = true,
+                     .variable = variable};
   };
-  return {
-      address("--mcast", addresses.group, "Multicast group of the feed", Ipv4Address{true}),
-      port("--port", addresses.feed_port, "UDP port of the feed", true),
-      address("--iface", addresses.interface, "Address of the local interface that the feed comes in on",
-              Ipv4Address{}),
-      address("--session", addresses.session, "Session name; other sessions are reported and ignored", AnyText{}),
-      address("--host", addresses.host, "Address of the report and retransmission ports", Ipv4Address{}),
-      port("--report-port", addresses.report_port, "TCP port for trade reports", command.run == run_report),
-      port("--retrans-port", addresses.retrans_port, "UDP port for retransmission requests", command.run == run_fetch),
-      port("--control-port", addresses.control_port, "UDP control port on 127.0.0.1", command.run == run_control)};
+  return {address("--mcast", addresses.group, "Multicast group of the feed", Ipv4Address{true}, "VORBELD_MCAST"),
+          port("--port", addresses.feed_port, "UDP port of the feed", true, "VORBELD_PORT"),
+          address("--iface", addresses.interface, "Address of the local interface that the feed comes in on",
+                  Ipv4Address{}, "VORBELD_IFACE"),
+          address("--session", addresses.session, "Session name; other sessions are reported and ignored", AnyText{},
+                  "VORBELD_SESSION"),
+          address("--host", addresses.host, "Address of the report and retransmission ports", Ipv4Address{}, ""),
+          port("--report-port", addresses.report_port, "TCP port for trade reports", command.run == run_report,
+               "VORBELD_REPORTS"),
+          port("--retrans-port", addresses.retrans_port, "UDP port for retransmission requests",
+               command.run == run_fetch, "VORBELD_RETRANS"),
+          port("--control-port", addresses.control_port, "UDP control port on 127.0.0.1", command.run == run_control,
+               "VORBELD_CONTROL")};
 }
 
 OptionList output_options(Options& options) {

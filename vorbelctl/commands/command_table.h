@@ -50,16 +50,22 @@ struct OptionRow {
   bool is_path = false;                 // of a file, for the completion; an ExistingFile is one anyway
   std::vector<std::string> offers{};    // what the completion offers for it beside that
   std::vector<std::string> excludes{};  // options that it cannot stand beside
+  std::string variable{};               // of the environment, which says it where the option does not; empty: none does
 };
 
 using OptionList = std::vector<OptionRow>;
+
+// Prints the help of the command that is named behind it, or of them all. It is no row of the table: it takes no
+// options.
+inline constexpr std::string_view help_command = "help";
 
 struct Command {
   std::string_view name;
   std::string_view summary;
   OptionList (*options)(Options&);  // its own ones; the targets lie in the record handed in
   int (*run)(const Options&);
-  std::string_view footer;  // of the help: what else to know, an example, the exit statuses
+  std::string_view footer;             // of the help: what else to know, an example, the exit statuses
+  std::string (*details)() = nullptr;  // of the help, before the footer; null: there are none
 };
 
 // In the order of the help.

@@ -13,6 +13,7 @@ namespace vorbelctl {
 
 struct ControlOptions {
   std::vector<std::string> words;  // the command, or "-" alone for a script on standard input
+  std::string script;              // a file with commands; empty: there is none; "-": standard input
   bool raw = false;                // arguments are left to the bench, which takes what it cannot read as a default
   double timeout_s = 2;            // for each reply
 };
@@ -67,9 +68,10 @@ struct AuditOptions {
 };
 
 struct Options {
-  std::string program = "vorbelctl";  // what to type to run it again
-  std::string command;                // name of the chosen one
-  std::vector<std::string> given;     // names of the options that stood on the command line
+  std::string program = "vorbelctl";   // what to type to run it again
+  std::string command;                 // name of the chosen one
+  std::vector<std::string> given;      // names of the options that stood on the command line, or whose variable is set
+  std::vector<std::string> variables;  // those that said where the bench is, as "NAME=value"
   Addresses addresses;
   bool quiet = false;
   bool json = false;
@@ -83,7 +85,7 @@ struct Options {
   AuditOptions audit;
 };
 
-// True when the option of that name ("--json") stood on the command line.
+// True when the option of that name ("--json") stood on the command line, or its variable is set.
 inline bool is_given(const Options& options, std::string_view name) {
   return std::find(options.given.begin(), options.given.end(), name) != options.given.end();
 }
