@@ -148,8 +148,8 @@ void audit_pcap(Outcome& outcome, const AuditRequest& request) {
   settings.reorder_window_ms = patience_ms;
   Receiver receiver = make_receiver(settings);
   std::uint64_t captured_ms = 0;
-  const auto take = [&](std::string_view bytes, Channel channel, std::uint64_t at_ms, SenderId sender) {
-    captured_ms = at_ms;
+  const auto take = [&](std::string_view bytes, Channel channel, std::uint64_t at_ns, SenderId sender) {
+    const std::uint64_t at_ms = captured_ms = at_ns / 1'000'000;
     const bool of_run = take_packet(receiver, bytes, channel, at_ms, sender);
     if (of_run && audit.restart.empty()) {
       Reconciliation& all = audit.reconciliation;

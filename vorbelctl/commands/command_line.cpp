@@ -56,6 +56,17 @@ CLI::Validator validator_of(const Seconds& seconds) {
   return {check, range};
 }
 
+CLI::Validator validator_of(const Factor& /*factor*/) {
+  constexpr int most = 1000000;
+  const std::string range = fmt::format("above 0, up to {}", most);
+  const auto check = [range](std::string& text) -> std::string {
+    double value = 0;
+    const bool within = read_number(text, value) && value > 0 && value <= most;
+    return within ? "" : fmt::format("\"{}\" is no number {}", text, range);
+  };
+  return {check, range};
+}
+
 CLI::Validator validator_of(const OneOf& choice) {
   const std::string words = fmt::format("{}", fmt::join(choice.words, " or "));
   const auto check = [choice, words](std::string& text) -> std::string {
@@ -82,6 +93,7 @@ void add_check(CLI::Option& option, const Check& check) {
   if (std::holds_alternative<ExistingFile>(check)) option.check(CLI::ExistingFile);
   if (const auto* number = std::get_if<WholeNumber>(&check)) option.transform(validator_of(*number));
   if (const auto* seconds = std::get_if<Seconds>(&check)) option.check(validator_of(*seconds));
+  if (const auto* factor = std::get_if<Factor>(&check)) option.check(validator_of(*factor));
   if (const auto* choice = std::get_if<OneOf>(&check)) option.check(validator_of(*choice));
   if (const auto* address = std::get_if<Ipv4Address>(&check)) option.check(validator_of(*address));
 }
@@ -152,6 +164,9 @@ std::string check_together(const Options& options) {
   }
   if (options.command == "fetch" && options.fetch.count - 1U > largest_sequence - options.fetch.first) {
     return fmt::format("the last number wanted is too large; sequence numbers go up to {}", largest_sequence);
+  }
+  if (options.replay.to != 0 && options.replay.from > options.replay.to) {
+    return fmt::format("--from {} is behind --to {}", options.replay.from, options.replay.to);
   }
   if (options.json && options.listen.format == "text" && is_given(options, "--format")) {
     return "--format text and --json cannot stand together";

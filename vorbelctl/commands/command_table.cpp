@@ -95,6 +95,51 @@ OptionList fetch_options(Options& options) {
            .shows_default = true}};
 }
 
+OptionList replay_options(Options& options) {
+  ReplayOptions& replay = options.replay;
+  return {{.name = "file",
+           .says = "A capture of the feed (libpcap), as listen --pcap and other programs write it",
+           .target = &replay.file,
+           .required = true,
+           .is_path = true},
+          {.name = "--speed",
+           .says = "How many times as fast as it was captured",
+           .target = &replay.speed,
+           .check = Factor{},
+           .shows_default = true},
+          {.name = "--as-fast-as-possible",
+           .says = "Wait for nothing between packets",
+           .target = &replay.as_fast_as_possible,
+           .excludes = {"--speed"}},
+          {.name = "--loop", .says = "Begin again after the linger, until --seconds or Ctrl-C", .target = &replay.loop},
+          {.name = "--from",
+           .says = "Leave out packets with lower sequence numbers only",
+           .target = &replay.from,
+           .check = WholeNumber{1, largest_sequence}},
+          {.name = "--to",
+           .says = "Leave out packets with higher sequence numbers only",
+           .target = &replay.to,
+           .check = WholeNumber{1, largest_sequence}},
+          {.name = "--linger",
+           .says = "Seconds for which requests are answered after the last packet",
+           .target = &replay.linger_s,
+           .check = Seconds{true},
+           .shows_default = true},
+          {.name = "--seconds", .says = "End after so many seconds", .target = &replay.seconds, .check = Seconds{}},
+          {.name = "--captured-mcast",
+           .says = "Group of the feed in the capture; default: that of --mcast",
+           .target = &replay.captured_group,
+           .check = Ipv4Address{true}},
+          {.name = "--captured-port",
+           .says = "Its port there; default: that of --port",
+           .target = &replay.captured_port,
+           .check = WholeNumber{1, most_in_16_bits, false}},
+          {.name = "--captured-retrans-port",
+           .says = "Retransmission port in the capture; default: that of --retrans-port",
+           .target = &replay.captured_retrans_port,
+           .check = WholeNumber{1, most_in_16_bits, false}}};
+}
+
 OptionList wait_options(Options& options) {
   return {{.name = "--timeout",
            .says = "Seconds to wait",
@@ -199,6 +244,13 @@ constexpr std::array commands{
             "\nExample:\n"
             "  vorbelctl fetch 1 10\n"
             "\nExit status: 0 all came; 1 some did not come; 2 wrong usage; 3 none came"},
+    Command{"replay", "Send a captured feed again and answer requests for its messages", replay_options, run_replay,
+            "Packets go out byte for byte and in the order of the capture: duplicates, disorder and heartbeats too.\n"
+            "What is asked for is answered from the capture's feed and from the answers in it.\n"
+            "\nExample:\n"
+            "  vorbelctl replay yesterday.pcap --speed 10 --linger 2\n"
+            "\nExit status: 0 all was sent; 1 packets were captured only in part; 2 wrong usage, or no capture;\n"
+            "3 it holds no packet of the session, the feed cannot be sent, or it ended before all was sent"},
     Command{"wait", "Return as soon as the bench answers", wait_options, run_wait,
             "Asks the control port for its statistics; where that port is closed (or 0 was given for it), a packet\n"
             "of the session on the feed is enough.\n"

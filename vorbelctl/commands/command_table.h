@@ -32,13 +32,14 @@ struct WholeNumber {  // decimal digits and nothing else
 struct Seconds {  // at most 1000000, so that milliseconds fit everywhere
   bool may_be_zero = false;
 };
+struct Factor {};  // above 0, at most 1000000
 struct OneOf {
   std::vector<std::string> words;
 };
 struct Ipv4Address {
   bool is_group = false;  // 224.0.0.0 to 239.255.255.255
 };
-using Check = std::variant<AnyText, ExistingFile, WholeNumber, Seconds, OneOf, Ipv4Address>;
+using Check = std::variant<AnyText, ExistingFile, WholeNumber, Seconds, Factor, OneOf, Ipv4Address>;
 
 struct OptionRow {
   std::string name;  // "--timeout"; without the dashes an argument, which stands at its place among the arguments

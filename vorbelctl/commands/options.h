@@ -40,6 +40,20 @@ struct FetchOptions {
   double timeout_s = 0.25;  // silence after which an answer is complete, or none comes
 };
 
+struct ReplayOptions {
+  std::string file;
+  double speed = 1;  // times its own pace
+  bool as_fast_as_possible = false;
+  bool loop = false;
+  std::uint64_t from = 0;      // 0: from the first one
+  std::uint64_t to = 0;        // 0: to the last one
+  double linger_s = 5;         // how long requests are answered after the last packet
+  double seconds = 0;          // 0: no limit
+  std::string captured_group;  // where the feed was when it was captured; empty or 0: where it is sent
+  std::uint16_t captured_port = 0;
+  std::uint16_t captured_retrans_port = 0;
+};
+
 struct WaitOptions {
   double timeout_s = 10;
 };
@@ -79,6 +93,7 @@ struct Options {
   ReportOptions report;
   ListenOptions listen;
   FetchOptions fetch;
+  ReplayOptions replay;
   WaitOptions wait;
   DoctorOptions doctor;
   WatchOptions watch;

@@ -127,10 +127,9 @@ Socket join_feed(const Addresses& addresses) {
   return socket;
 }
 
-Socket open_feed_sender(const Addresses& addresses) {
+Socket open_feed_sender(const Addresses& addresses, std::uint8_t hops) {
   Socket socket = open_socket(SOCK_DGRAM);
   const unsigned char on = 1;
-  const unsigned char hops = 0;
   const sockaddr_in group = make_address(addresses.group, addresses.feed_port);
   if (!set_option(socket, IPPROTO_IP, IP_MULTICAST_IF, parse_address(addresses.interface)) ||
       !set_option(socket, IPPROTO_IP, IP_MULTICAST_LOOP, on) ||
@@ -138,6 +137,18 @@ Socket open_feed_sender(const Addresses& addresses) {
       connect(socket.number, as_any(group), sizeof group) != 0) {
     fail(fmt::format("there is no way to {} from {}", addresses.group, addresses.interface),
          "check the route to multicast groups with: ip route");
+  }
+  return socket;
+}
+
+Socket open_answers(const Addresses& addresses) {
+  Socket socket = open_socket(SOCK_DGRAM);
+  enlarge_buffer(socket);
+  const sockaddr_in address = make_address(addresses.host, addresses.retrans_port);
+  if (bind(socket.number, as_any(address), sizeof address) != 0) {
+    fail(fmt::format("cannot answer on the retransmission port {}", endpoint(addresses.host, addresses.retrans_port)),
+         fmt::format("--host must be an address of this machine; see who has the port with: ss -ulpn 'sport = :{}'",
+                     addresses.retrans_port));
   }
   return socket;
 }
@@ -179,6 +190,26 @@ bool send_datagram(const Socket& socket, std::string_view bytes) {
   return send(socket.number, bytes.data(), bytes.size(), MSG_NOSIGNAL) >= 0;
 }
 
+void send_whole(const Socket& socket, std::string_view bytes) {
+  while (!send_datagram(socket, bytes)) {
+    const bool is_full = errno == EAGAIN;
+    if (!is_full && errno != ENOBUFS && errno != EINTR) {
+      fail("the system refuses a packet to the feed", "look for what stands in the way with: vorbelctl doctor");
+    }
+    // A queue behind the socket does not tell when it has room again.
+    pollfd waiting{is_full ? socket.number : -1, POLLOUT, 0};
+    poll(&waiting, 1, is_full ? 100 : 1);
+  }
+}
+
+bool answer_datagram(const Socket& socket, SenderId to, std::string_view bytes) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(to & 0xFFFFU));
+  address.sin_addr.s_addr = htonl(static_cast<std::uint32_t>(to >> 16U));
+  return sendto(socket.number, bytes.data(), bytes.size(), MSG_NOSIGNAL, as_any(address), sizeof address) >= 0;
+}
+
 Arrival take_datagram(const Socket& socket, std::string& buffer) {
   SenderId sender = 0;
   return take_datagram(socket, buffer, sender);
@@ -198,11 +229,17 @@ Arrival take_datagram(const Socket& socket, std::string& buffer, SenderId& sende
 }
 
 bool wait_readable(const std::vector<const Socket*>& sockets, int timeout_ms) {
+  return wait_readable_for(sockets, std::chrono::milliseconds(timeout_ms));
+}
+
+bool wait_readable_for(const std::vector<const Socket*>& sockets, std::chrono::nanoseconds timeout) {
   std::vector<pollfd> waiting;
   for (const Socket* socket : sockets) {
     if (socket->number >= 0) waiting.push_back({socket->number, POLLIN, 0});
   }
-  return poll(waiting.data(), waiting.size(), timeout_ms) > 0;
+  const auto whole = std::chrono::duration_cast<std::chrono::seconds>(timeout);
+  const timespec wait{whole.count(), (timeout - whole).count()};
+  return ppoll(waiting.data(), waiting.size(), &wait, nullptr) > 0;
 }
 
 }  // namespace vorbelctl

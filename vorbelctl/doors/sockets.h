@@ -3,6 +3,7 @@
 // std::invalid_argument); nobody above this file sees an error number.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -49,9 +50,12 @@ inline constexpr int wanted_buffer = 4 << 20;
 // Joins the group on the interface and listens on the feed port beside whoever else does, with a large buffer.
 Socket join_feed(const Addresses& addresses);
 
-// Sends to the feed's group and port as a bench on this machine does: out of the interface, looped back; what is sent
-// does not leave the machine.
-Socket open_feed_sender(const Addresses& addresses);
+// Sends to the feed's group and port as a bench on this machine does: out of the interface, looped back. `hops`: over
+// how many networks it goes; 0: it does not leave the machine, 1: as a bench's packets do.
+Socket open_feed_sender(const Addresses& addresses, std::uint8_t hops = 0);
+
+// Takes retransmission requests in place of a bench.
+Socket open_answers(const Addresses& addresses);
 
 // An unbound socket that sends to the retransmission port and takes answers from there alone.
 Socket open_requests(const Addresses& addresses);
@@ -69,6 +73,12 @@ std::uint16_t messages_per_request(const Socket& socket);
 // Sends one datagram; false when the system refused, which on a connected socket tells of a port that is closed.
 bool send_datagram(const Socket& socket, std::string_view bytes);
 
+// Sends one datagram, however long the system takes to take it. Throws a DoorError when it refuses.
+void send_whole(const Socket& socket, std::string_view bytes);
+
+// Sends one datagram over a socket that is not connected; false as above.
+bool answer_datagram(const Socket& socket, SenderId to, std::string_view bytes);
+
 enum class Arrival : std::uint8_t {
   datagram,
   nothing,
@@ -82,5 +92,6 @@ Arrival take_datagram(const Socket& socket, std::string& buffer);
 // Waits until one of the sockets can be read or `timeout_ms` have passed; a signal ends the wait early. Returns whether
 // one can be read. Sockets of -1 are skipped.
 bool wait_readable(const std::vector<const Socket*>& sockets, int timeout_ms);
+bool wait_readable_for(const std::vector<const Socket*>& sockets, std::chrono::nanoseconds timeout);
 
 }  // namespace vorbelctl

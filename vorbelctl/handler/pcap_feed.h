@@ -21,8 +21,8 @@ struct PcapTotals {
   std::uint64_t cut = 0;      // of both: captured shorter than they were, and left out
 };
 
-// One datagram; the bytes are valid during the call. `at_ms` is wall-clock time.
-using TakeDatagram = std::function<void(std::string_view bytes, Channel channel, std::uint64_t at_ms, SenderId sender)>;
+// One datagram; the bytes are valid during the call. `at_ns` is wall-clock time, as exact as the file has it.
+using TakeDatagram = std::function<void(std::string_view bytes, Channel channel, std::uint64_t at_ns, SenderId sender)>;
 
 // Reads the whole file: Ethernet (also tagged), Linux cooked (both versions), loopback and raw IP links; IPv4.
 // Fragments and all other packets are passed over. Throws std::invalid_argument when the file cannot be
