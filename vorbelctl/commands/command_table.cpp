@@ -74,7 +74,11 @@ OptionList listen_options(Options& options) {
            .says = "Lines for people (text) or one JSON object a line (json, the same as --json)",
            .target = &listen.format,
            .check = OneOf{{"text", "json"}},
-           .shows_default = true}};
+           .shows_default = true},
+          {.name = "--pcap",
+           .says = "Write everything received, answers too, as a capture (libpcap)",
+           .target = &listen.pcap,
+           .is_path = true}};
 }
 
 OptionList fetch_options(Options& options) {

@@ -5,10 +5,12 @@
 #include <cstdint>
 #include <iostream>
 #include <limits>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "common/clocks.h"
+#include "vorbelctl/commands/ending.h"
 #include "vorbelctl/commands/listing.h"
 #include "vorbelctl/commands/listing_text.h"
 #include "vorbelctl/doors/addresses.h"
@@ -31,6 +33,8 @@ struct Printer {
 
 // JSON lines are flushed one by one for whoever reads along; text once for what came together.
 void print_events(Printer& printer, const std::vector<Event>& events) {
+  const std::uint64_t wall_ms = vorbeld::wall_ms();
+  const std::uint64_t now_ms = vorbeld::monotonic_ms();
   for (const Event& event : events) {
     if (printer.messages_left == 0) break;
     add_to_totals(printer.shown, event);
@@ -42,7 +46,7 @@ void print_events(Printer& printer, const std::vector<Event>& events) {
     // A gap closes where all its numbers came; of the others it has been said that they are missing.
     if (event.kind == EventKind::gap_closed && event.missing != 0) continue;
     if (printer.json) {
-      std::cout << json_line(event_fields(event)) << std::endl;
+      std::cout << json_line(timed_event_fields(event, wall_ms, now_ms)) << std::endl;
     } else {
       std::cout << event_text(event, printer.colours);
     }
@@ -95,9 +99,17 @@ int complain_of_lack(const std::string& lack) {
 }
 
 // `lack`: what was asked for and did not come.
-int status_of(const Options& options, const Printer& printer, const Receiver& receiver, const std::string& lack) {
-  if (receiver.totals.ours == 0) return complain_of_lack(no_feed(options.addresses));
-  const int unmet = lack.empty() ? all_well : complain_of_lack(lack);
+// False, with a word on standard error, when the capture that was asked for could not be written whole.
+bool is_captured(const Options& options, const Follower& follower) {
+  if (follower.captured_all) return true;
+  std::cerr << fmt::format("vorbelctl: the capture {} could not be written whole\n", options.listen.pcap);
+  return false;
+}
+
+int status_of(const Options& options, const Printer& printer, const Follower& follower, const std::string& lack) {
+  const int kept = is_captured(options, follower) ? all_well : unwritten;
+  if (follower.receiver.totals.ours == 0) return complain_of_lack(no_feed(options.addresses));
+  const int unmet = lack.empty() ? kept : complain_of_lack(lack);
   if (printer.shown.began_again != 0) return began_again;
   return is_amiss(printer.shown) ? something_amiss : unmet;
 }
@@ -126,6 +138,11 @@ int run_listen(const Options& options) {
   Printer printer{options.json, options.quiet, wants_colours()};
   if (listen.count != 0) printer.messages_left = listen.count;
   Follower follower = follow_feed(options.addresses, make_settings(listen));
+  try {
+    if (!listen.pcap.empty()) follower.capture = open_pcap_writer(listen.pcap);
+  } catch (const std::runtime_error& problem) {
+    return end_with(unwritten, problem.what(), options.json);
+  }
   catch_interrupts();
   const Ends ends = ends_of(listen);
   Progress progress{vorbeld::monotonic_ms()};
@@ -141,7 +158,7 @@ int run_listen(const Options& options) {
     print_events(printer, take_events(follower.receiver));
   }
   print_totals(printer, follower.receiver);
-  return status_of(options, printer, follower.receiver, what_did_not_come(ends, progress, follower.receiver, ended_ms));
+  return status_of(options, printer, follower, what_did_not_come(ends, progress, follower.receiver, ended_ms));
 }
 
 }  // namespace vorbelctl

@@ -32,6 +32,7 @@ struct ListenOptions {
   double seconds = 0;           // 0: no limit
   double timeout_s = 10;        // silence after which nobody is there, or no more
   std::string format = "text";  // "text" or "json"
+  std::string pcap;             // a capture of what is received; empty: none is written
 };
 
 struct FetchOptions {

@@ -57,11 +57,11 @@ bool is_over(const Replay& replay) {
 void serve_requests(Replay& replay) {
   constexpr int most_at_once = 256;
   for (int i = 0; replay.answers.number >= 0 && i < most_at_once; ++i) {
-    SenderId asker = 0;
-    const Arrival arrival = take_datagram(replay.answers, replay.buffer, asker);
+    Receipt receipt;
+    const Arrival arrival = take_datagram(replay.answers, replay.buffer, receipt);
     if (arrival == Arrival::nothing) return;
     if (arrival != Arrival::datagram) continue;
-    const auto send = [&](std::string_view bytes) { answer_datagram(replay.answers, asker, bytes); };
+    const auto send = [&](std::string_view bytes) { answer_datagram(replay.answers, receipt.sender, bytes); };
     bool is_request = false;
     replay.totals.answered += answer_request(replay.feed, replay.position, replay.buffer, send, is_request);
     if (is_request) ++replay.totals.requests;

@@ -12,6 +12,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <utility>
 
 #include "btds/message_table.h"
@@ -61,12 +62,29 @@ void enlarge_buffer(const Socket& socket) {
 Socket open_towards(const std::string& host, std::uint16_t port, const std::string& door) {
   Socket socket = open_socket(SOCK_DGRAM);
   enlarge_buffer(socket);
+  set_option(socket, SOL_SOCKET, SO_TIMESTAMPNS, 1);
   const sockaddr_in address = make_address(host, port);
   if (connect(socket.number, as_any(address), sizeof address) != 0) {
     fail(fmt::format("cannot reach the {} port {}", door, endpoint(host, port)),
          "check the address and the route to it");
   }
   return socket;
+}
+
+std::uint64_t nanoseconds_of(const timespec& time) {
+  return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(time.tv_nsec);
+}
+
+// By the system's word; where it has none, now.
+std::uint64_t time_of_arrival(msghdr& message) {
+  timespec time{};
+  for (cmsghdr* extra = CMSG_FIRSTHDR(&message); extra != nullptr; extra = CMSG_NXTHDR(&message, extra)) {
+    if (extra->cmsg_level != SOL_SOCKET || extra->cmsg_type != SCM_TIMESTAMPNS) continue;
+    std::memcpy(&time, CMSG_DATA(extra), sizeof time);
+    return nanoseconds_of(time);
+  }
+  clock_gettime(CLOCK_REALTIME, &time);
+  return nanoseconds_of(time);
 }
 
 // Waits for a connection under way; returns 0 or the error number that it ended with.
@@ -86,6 +104,10 @@ DoorError::DoorError(const std::string& why, std::string what_to_do)
 
 SenderId make_sender(std::uint32_t address, std::uint16_t port) {
   return std::uint64_t{address} << 16U | port;
+}
+
+SenderId socket_at(const std::string& host, std::uint16_t port) {
+  return make_sender(ipv4_number(host), port);
 }
 
 std::string sender_text(SenderId sender) {
@@ -110,6 +132,7 @@ Descriptor::~Descriptor() {
 Socket join_feed(const Addresses& addresses) {
   Socket socket = open_socket(SOCK_DGRAM);
   set_option(socket, SOL_SOCKET, SO_REUSEADDR, 1);
+  set_option(socket, SOL_SOCKET, SO_TIMESTAMPNS, 1);
   enlarge_buffer(socket);
   const std::string where = endpoint(addresses.group, addresses.feed_port);
   // Bound to the group and not to all addresses: other groups on the same port stay out.
@@ -211,21 +234,35 @@ bool answer_datagram(const Socket& socket, SenderId to, std::string_view bytes) 
 }
 
 Arrival take_datagram(const Socket& socket, std::string& buffer) {
-  SenderId sender = 0;
-  return take_datagram(socket, buffer, sender);
+  Receipt receipt;
+  return take_datagram(socket, buffer, receipt);
 }
 
-Arrival take_datagram(const Socket& socket, std::string& buffer, SenderId& sender) {
+Arrival take_datagram(const Socket& socket, std::string& buffer, Receipt& receipt) {
   constexpr std::size_t largest_datagram = 65535;
   buffer.resize(largest_datagram);
   sockaddr_in from{};
-  socklen_t from_length = sizeof from;
-  const ssize_t length =
-      recvfrom(socket.number, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&from), &from_length);
-  sender = length < 0 ? 0 : make_sender(ntohl(from.sin_addr.s_addr), ntohs(from.sin_port));
+  iovec bytes{buffer.data(), buffer.size()};
+  alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(timespec))> extras;
+  msghdr message{};
+  message.msg_name = &from;
+  message.msg_namelen = sizeof from;
+  message.msg_iov = &bytes;
+  message.msg_iovlen = 1;
+  message.msg_control = extras.data();
+  message.msg_controllen = extras.size();
+  const ssize_t length = recvmsg(socket.number, &message, 0);
   buffer.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
-  if (length >= 0) return Arrival::datagram;
-  return errno == ECONNREFUSED ? Arrival::refused : Arrival::nothing;
+  if (length < 0) return errno == ECONNREFUSED ? Arrival::refused : Arrival::nothing;
+  receipt = {make_sender(ntohl(from.sin_addr.s_addr), ntohs(from.sin_port)), time_of_arrival(message)};
+  return Arrival::datagram;
+}
+
+SenderId own_address(const Socket& socket) {
+  sockaddr_in own{};
+  socklen_t length = sizeof own;
+  getsockname(socket.number, reinterpret_cast<sockaddr*>(&own), &length);
+  return make_sender(ntohl(own.sin_addr.s_addr), ntohs(own.sin_port));
 }
 
 bool wait_readable(const std::vector<const Socket*>& sockets, int timeout_ms) {

@@ -44,6 +44,9 @@ SenderId make_sender(std::uint32_t address, std::uint16_t port);  // both in hos
 // "address:port"; empty where it is not known.
 std::string sender_text(SenderId sender);
 
+// The other way round, from an address as text, which must be one.
+SenderId socket_at(const std::string& host, std::uint16_t port);
+
 // What a receive buffer is made as large as, where the system allows it.
 inline constexpr int wanted_buffer = 4 << 20;
 
@@ -85,9 +88,18 @@ enum class Arrival : std::uint8_t {
   refused  // the other end says that its port is closed
 };
 
-// Takes the next waiting datagram into `buffer` (resized to it; up to 65535 bytes) and says who sent it.
-Arrival take_datagram(const Socket& socket, std::string& buffer, SenderId& sender);
+// Of a datagram: who sent it, and when the system took it in, by the wall clock.
+struct Receipt {
+  SenderId sender = 0;
+  std::uint64_t at_ns = 0;
+};
+
+// Takes the next waiting datagram into `buffer` (resized to it; up to 65535 bytes).
+Arrival take_datagram(const Socket& socket, std::string& buffer, Receipt& receipt);
 Arrival take_datagram(const Socket& socket, std::string& buffer);
+
+// What the socket itself is bound to.
+SenderId own_address(const Socket& socket);
 
 // Waits until one of the sockets can be read or `timeout_ms` have passed; a signal ends the wait early. Returns whether
 // one can be read. Sockets of -1 are skipped.
