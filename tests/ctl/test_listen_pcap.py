@@ -108,6 +108,7 @@ def record(launch, follow, tmp_path):
     assert control.command(bench.control, "close") == "ok"
     assert companion.finish(listening) == 0
     assert companion.objects(listening)[-1]["recovered"] > 20
+    (tmp_path / "listened.jsonl").write_text("\n".join(listening.lines) + "\n", encoding="utf-8")
     return bench, pcap
 
 
@@ -124,6 +125,12 @@ def test_audit_and_replay_read_the_capture(recorded, pool):
         sent = replaying.received(listener)
     live = [arrival.data for arrival in bench.feed.arrivals]
     assert sent == live[live.index(sent[0]):][:len(sent)] and len(sent) > 150
+
+
+def test_what_was_listened_to_is_a_recording_of_which_everything_is_compared(recorded, tmp_path):
+    bench, _ = recorded
+    status, verdict = auditing.audit(bench, "--capture", tmp_path / "listened.jsonl")
+    assert (status, verdict["verdict"], verdict["not_compared"]) == (0, "equal", []), auditing.explain(verdict)
 
 
 def test_tshark_reads_the_capture_and_finds_every_checksum_right(recorded):

@@ -64,7 +64,7 @@ Entry sort_claims(Claims&& claims) {
     } else if (claim.name.starts_with(book_prefix)) {
       claim.name.erase(0, book_prefix.size());
       entry.book.push_back(std::move(claim));
-    } else if (claim.name != "via") {
+    } else if (claim.name != "via" && claim.name != "received_ms") {
       entry.fields.push_back(std::move(claim));
     }
   }
@@ -89,7 +89,8 @@ void pass_over(Course& course, std::uint64_t until) {
     course.audit.counts.missing += until - course.next;
   }
   for (; course.next < until; ++course.next) {
-    reconcile(course.audit.reconciliation, course.next, nullptr, true, Cause{});
+    const auto passed = reconcile(course.audit.reconciliation, course.next, nullptr, true, Cause{});
+    if (passed) note_turned_up(course.audit.history, *passed);
   }
 }
 
@@ -135,7 +136,8 @@ void take_message(Course& course, std::uint64_t sequence, const Entry& entry) {
   const auto reconciled = reconcile(audit.reconciliation, sequence, &received, true);
   audit.last = sequence;
   course.next = sequence + 1;
-  if (!reconciled || !reconciled->recorded) return;
+  if (!reconciled) return;
+  if (!reconciled->recorded) return note_turned_up(audit.history, *reconciled);
   ++audit.counts.kinds[static_cast<std::size_t>(reconciled->kind)];
   note_message(audit.history, *reconciled, 0);
 }

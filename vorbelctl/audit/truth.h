@@ -50,10 +50,13 @@ struct Truth {
   std::uint64_t previous = 0;    // sequence number of the record before it; 0: there is none
   std::uint64_t records = 0;
   std::uint64_t marks = 0;
+  std::vector<std::string> labels;   // of marks that have been read and not taken; at most most_labels_kept
   std::uint64_t unread = 0;          // numbers since the trade indexed last whose record is missing or does not read
   std::vector<IndexedTrade> trades;  // the trade of id n at n - 1; grows with the run: any trade may be amended
   std::vector<Discrepancy> found;    // about the file itself, not yet taken
 };
+
+inline constexpr std::size_t most_labels_kept = 200;
 
 // Opens the latest run in the file. Throws std::invalid_argument when it cannot be read.
 void open_truth(Truth& truth, const std::string& path);

@@ -104,6 +104,7 @@ int run_audit(const Options& options) {
     check_truth(outcome);
     audit_origin(outcome, request_of(options), options.quiet);
     reconcile_rest(outcome.audit.reconciliation, outcome.audit.last);
+    note_rest(outcome.audit);
     check_compared(outcome);
   } catch (const NoFeed& none) {
     return end_without_verdict(none, nobody_there);
