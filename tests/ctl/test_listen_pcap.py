@@ -145,10 +145,10 @@ def test_tshark_reads_the_capture_and_finds_every_checksum_right(recorded):
     assert sum(row[0] == str(bench.doors.feed) for row in rows) > 150
 
 
-def test_what_cannot_be_written_is_status_6(doors, tmp_path):
+def test_a_file_that_cannot_be_made_is_wrong_usage(doors, tmp_path):
     for path in (tmp_path / "none/feed.pcap", tmp_path):
         status, output, errors = companion.run(doors, "listen", "--pcap", path)
-        assert (status, output) == (6, "")
+        assert (status, output) == (2, "")
         assert errors.startswith(f"vorbelctl: cannot write the capture {path}: ")
     status, output, errors = companion.run(doors, "listen", "--pcap", "-")
     assert (status, output) == (2, "")

@@ -67,17 +67,19 @@ void use_wall_clock(Audit& audit) {
 }
 
 // What the bench has sent beyond the file's last record, as far as one answer tells: it may have no record of it.
-void ask_beyond(Audit& audit, const Addresses& addresses, std::uint64_t end) {
+void ask_beyond(Audit& audit, const Addresses& addresses, std::uint64_t end, PcapWriter& kept) {
   ReceiverSettings settings;
   settings.most_tries = 1;
   settings.insist = false;
   Follower follower = follow_answers(addresses, settings, end, end + settings.most_per_request);
+  std::swap(follower.capture, kept);
   while (!follower.receiver.gaps.empty() && !interrupted()) {
     std::vector<Event> events = pump(follower, 50);
     // A number without a message has not been sent yet.
     std::erase_if(events, [](const Event& event) { return event.kind != EventKind::message; });
     note_events(audit, events);
   }
+  std::swap(follower.capture, kept);
 }
 
 }  // namespace
@@ -90,7 +92,9 @@ Follower join_feed_for(Outcome& outcome, const AuditRequest& request) {
   if (settings.recover && settings.first == 0) settings.first = 1;
   outcome.audit.from = settings.first;
   use_wall_clock(outcome.audit);
-  return follow_feed(request.addresses, settings);
+  Follower follower = follow_feed(request.addresses, settings);
+  if (!request.keep.empty()) follower.capture = open_pcap_writer(request.keep);
+  return follower;
 }
 
 bool audit_feed(Outcome& outcome, Follower& follower, const AuditRequest& request) {
@@ -112,6 +116,7 @@ bool audit_feed(Outcome& outcome, Follower& follower, const AuditRequest& reques
     outcome.unfinished = what_did_not_come(request.ends, progress, follower.receiver, ended_ms);
   }
   outcome.totals = follower.receiver.totals;
+  outcome.kept_whole = follower.captured_all;
   return missing_in_all(outcome) == 0 || outcome.totals.requests == 0 || outcome.totals.recovered != 0;
 }
 
@@ -124,6 +129,7 @@ void audit_retransmission(Outcome& outcome, const AuditRequest& request) {
   const std::uint64_t end = audit.reconciliation.truth.last_known + 1;
   if (end <= audit.from) return;
   Follower follower = follow_answers(request.addresses, {}, audit.from, end);
+  if (!request.keep.empty()) follower.capture = open_pcap_writer(request.keep);
   while (!follower.receiver.gaps.empty() && !interrupted()) {
     pump_into(audit, follower, 50);
     if (follower.requests_refused && audit.counts.fetched == 0) break;
@@ -132,9 +138,10 @@ void audit_retransmission(Outcome& outcome, const AuditRequest& request) {
   outcome.ended_by = interrupted() ? end_name(End::interrupt) : "end of input";
   if (!interrupted()) finish(follower.receiver, vorbeld::monotonic_ms());
   note_events(audit, take_events(follower.receiver));
-  ask_beyond(audit, request.addresses, end);
+  ask_beyond(audit, request.addresses, end, follower.capture);
   settle_records(audit);
   outcome.totals = follower.receiver.totals;
+  outcome.kept_whole = follower.captured_all;
 }
 
 void audit_pcap(Outcome& outcome, const AuditRequest& request) {
@@ -148,8 +155,13 @@ void audit_pcap(Outcome& outcome, const AuditRequest& request) {
   settings.reorder_window_ms = patience_ms;
   Receiver receiver = make_receiver(settings);
   std::uint64_t captured_ms = 0;
+  const SenderId group = socket_at(request.addresses.group, request.addresses.feed_port);
+  PcapWriter kept;
+  if (!request.keep.empty()) kept = open_pcap_writer(request.keep);
   const auto take = [&](std::string_view bytes, Channel channel, std::uint64_t at_ns, SenderId sender) {
     const std::uint64_t at_ms = captured_ms = at_ns / 1'000'000;
+    // Who was answered does not matter to anybody who reads it.
+    if (kept.file) write_datagram(kept, bytes, sender, channel == Channel::feed ? group : SenderId{0}, at_ns);
     const bool of_run = take_packet(receiver, bytes, channel, at_ms, sender);
     if (of_run && audit.restart.empty()) {
       Reconciliation& all = audit.reconciliation;
@@ -160,6 +172,7 @@ void audit_pcap(Outcome& outcome, const AuditRequest& request) {
     advance(audit, false);
   };
   const PcapTotals totals = read_pcap(request.pcap, request.addresses, take);
+  if (kept.file) outcome.kept_whole = flush_pcap(kept);
   if (receiver.totals.ours == 0) {
     throw NoFeed(fmt::format(
         "no packet of the session {} to {} among the {} frames of {}; see --mcast, --port and --session",

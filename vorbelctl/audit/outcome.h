@@ -22,6 +22,7 @@ struct Outcome {
   std::string ended_by;  // "end of session", "time", "interrupt", "silence", "began again" or "end of input"
   std::uint64_t lasted_ms = 0;
   std::string unfinished;  // what was asked for and did not come, as a sentence; empty: nothing
+  bool kept_whole = true;  // false: the capture that was to be kept could not be written whole
   ReceiverTotals totals;   // of the receiver; nothing of a handler's recording
   Audit audit;
 };

@@ -23,6 +23,7 @@ std::optional<Line> next_of_run(Truth& truth, bool no_more) {
   truth.ended =
       truth.begun && leading_sequence(line->text) == 1 && line->text.find(first_record_has) != line->text.npos;
   truth.begun = true;
+  if (truth.ended) truth.other_run_at = line->at;
   return truth.ended ? std::nullopt : line;
 }
 

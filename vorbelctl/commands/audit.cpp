@@ -5,7 +5,9 @@
 #include "common/clocks.h"
 #include "vorbelctl/audit/origins.h"
 #include "vorbelctl/commands/commands.h"
+#include "vorbelctl/commands/keeping.h"
 #include "vorbelctl/page/page.h"
+#include "vorbelctl/wording/fields.h"
 
 namespace vorbelctl {
 namespace {
@@ -20,6 +22,7 @@ AuditRequest request_of(const Options& options) {
   request.ends.one_run = true;
   request.pcap = options.audit.pcap;
   request.recording = options.audit.capture;
+  if (!options.audit.keep.empty()) request.keep = kept_capture(options.audit.keep);
   return request;
 }
 
@@ -85,8 +88,26 @@ int status_of(const Outcome& outcome) {
   return outcome.unfinished.empty() ? all_well : nobody_there;
 }
 
-int end_without_verdict(const std::exception& problem, int status) {
+// Leaves in the folder what the audit was about. What the audit found counts for more than what could not be written.
+int keep(const Options& options, Outcome& outcome, bool has_verdict, const std::string& json, const std::string& text,
+         int status) {
+  const std::string& folder = options.audit.keep;
+  if (folder.empty()) return status;
+  std::string failed = keep_audit(folder, outcome, has_verdict, json, text);
+  if (!outcome.kept_whole) failed += (failed.empty() ? "could not be written whole: " : ", ") + kept_capture(folder);
+  if (failed.empty()) return status;
+  std::cerr << "vorbelctl: " << failed << "\n";
+  return status == all_well ? unwritten : status;
+}
+
+void keep_without_verdict(const Options& options, Outcome& outcome, const std::string& why, int status) {
+  const FieldList error{{"error", why}, {"status", static_cast<std::uint64_t>(status)}};
+  keep(options, outcome, false, json_line(error) + "\n", "vorbelctl: " + why + "\n", status);
+}
+
+int end_without_verdict(const Options& options, Outcome& outcome, const std::exception& problem, int status) {
   std::cerr << "vorbelctl: " << problem.what() << "\n";
+  keep_without_verdict(options, outcome, problem.what(), status);
   return status;
 }
 
@@ -99,6 +120,7 @@ int run_audit(const Options& options) {
   outcome.truth = options.audit.truth;
   outcome.tape = options.audit.tape;
   const std::uint64_t begun_ms = vorbeld::monotonic_ms();
+  if (!options.audit.keep.empty()) prepare_folder(options.audit.keep);
   try {
     open_files(outcome.audit.reconciliation, outcome.truth, outcome.tape);
     check_truth(outcome);
@@ -107,14 +129,19 @@ int run_audit(const Options& options) {
     note_rest(outcome.audit);
     check_compared(outcome);
   } catch (const NoFeed& none) {
-    return end_without_verdict(none, nobody_there);
+    return end_without_verdict(options, outcome, none, nobody_there);
   } catch (const std::invalid_argument& bad_file) {
-    return end_without_verdict(bad_file, wrong_usage);
+    return end_without_verdict(options, outcome, bad_file, wrong_usage);
+  } catch (const DoorError& closed) {
+    keep_without_verdict(options, outcome, std::string(closed.what()) + "; " + closed.advice, nobody_there);
+    throw;
   }
   outcome.lasted_ms = vorbeld::monotonic_ms() - begun_ms;
-  std::cout << (options.json ? verdict_json(outcome) + "\n" : verdict_text(outcome)) << std::flush;
-  if (!options.audit.html.empty() && !write_page(outcome, options.audit.html)) return wrong_usage;
-  return status_of(outcome);
+  const std::string json = verdict_json(outcome) + "\n";
+  const std::string text = verdict_text(outcome);
+  std::cout << (options.json ? json : text) << std::flush;
+  const bool is_written = options.audit.html.empty() || write_page(outcome, options.audit.html);
+  return keep(options, outcome, true, json, text, is_written ? status_of(outcome) : int{wrong_usage});
 }
 
 }  // namespace vorbelctl

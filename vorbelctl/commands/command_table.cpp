@@ -191,6 +191,10 @@ OptionList audit_options(Options& options) {
           {.name = "--html",
            .says = "Write a page with the verdict, a timeline, prices, faults and differences",
            .target = &audit.html,
+           .is_path = true},
+          {.name = "--keep",
+           .says = "Leave capture, truth, tape, verdict and page in this folder, new or empty",
+           .target = &audit.keep,
            .is_path = true}};
 }
 
@@ -219,7 +223,7 @@ constexpr const char* audit_footer =
     "\nExample:\n"
     "  vorbelctl audit --truth truth.jsonl --tape tape.jsonl --seconds 20 --html report.html\n"
     "\nExit status: 0 equal; 1 discrepancies or losses; 2 wrong usage; 3 no feed, or no end of session;\n"
-    "5 the feed began again";
+    "5 the feed began again; 6 not everything to keep could be written";
 
 constexpr std::array commands{
     Command{"control", "Send one control command and print the reply", control_options, run_control,

@@ -5,12 +5,10 @@
 #include <cstdint>
 #include <iostream>
 #include <limits>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "common/clocks.h"
-#include "vorbelctl/commands/ending.h"
 #include "vorbelctl/commands/listing.h"
 #include "vorbelctl/commands/listing_text.h"
 #include "vorbelctl/doors/addresses.h"
@@ -138,11 +136,7 @@ int run_listen(const Options& options) {
   Printer printer{options.json, options.quiet, wants_colours()};
   if (listen.count != 0) printer.messages_left = listen.count;
   Follower follower = follow_feed(options.addresses, make_settings(listen));
-  try {
-    if (!listen.pcap.empty()) follower.capture = open_pcap_writer(listen.pcap);
-  } catch (const std::runtime_error& problem) {
-    return end_with(unwritten, problem.what(), options.json);
-  }
+  if (!listen.pcap.empty()) follower.capture = open_pcap_writer(listen.pcap);
   catch_interrupts();
   const Ends ends = ends_of(listen);
   Progress progress{vorbeld::monotonic_ms()};

@@ -80,6 +80,7 @@ struct AuditOptions {
   double seconds = 0;      // 0: no limit
   double timeout_s = 5;    // silence after which nobody is there, or no more
   std::string html;        // empty: no page is written
+  std::string keep;        // a folder for all that the audit is about; empty: there is none
 };
 
 struct Options {

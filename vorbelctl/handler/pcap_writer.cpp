@@ -100,8 +100,8 @@ PcapWriter open_pcap_writer(const std::string& path) {
   writer.format.reset(pcap_open_dead_with_tstamp_precision(DLT_EN10MB, longest_frame, PCAP_TSTAMP_PRECISION_NANO));
   if (writer.format) writer.file.reset(pcap_dump_open(writer.format.get(), path.c_str()));
   if (!writer.file) {
-    throw std::runtime_error("cannot write the capture " +
-                             (writer.format ? std::string(pcap_geterr(writer.format.get())) : path));
+    throw std::invalid_argument("cannot write the capture " +
+                                (writer.format ? std::string(pcap_geterr(writer.format.get())) : path));
   }
   return writer;
 }

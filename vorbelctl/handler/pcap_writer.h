@@ -20,7 +20,7 @@ struct PcapWriter {
   std::uint64_t written_ns = 0;  // the latest time stamp
 };
 
-// Makes the file, or empties one that is there. Throws std::runtime_error, with the path and the reason, where that
+// Makes the file, or empties one that is there. Throws std::invalid_argument, with the path and the reason, where that
 // fails.
 PcapWriter open_pcap_writer(const std::string& path);
 

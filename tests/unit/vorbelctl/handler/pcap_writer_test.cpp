@@ -62,7 +62,7 @@ TEST(PcapWriter, IsReadBackAsItWas) {
 }
 
 TEST(PcapWriter, SaysWhenItCannotWrite) {
-  EXPECT_THROW(open_pcap_writer("/nonexistent/feed.pcap"), std::runtime_error);
+  EXPECT_THROW(open_pcap_writer("/nonexistent/feed.pcap"), std::invalid_argument);
   PcapWriter full = open_pcap_writer("/dev/full");
   write_datagram(full, "lost", publisher, group, 1);
   EXPECT_FALSE(flush_pcap(full));
