@@ -1,6 +1,7 @@
 """The page of an audit in a real browser: it loads in silence, fetches nothing, fits every screen, and its figures are
 those of the verdict for harnesses."""
 
+import json
 import re
 
 import pytest
@@ -99,7 +100,8 @@ def test_the_timeline_has_a_bar_for_every_second_and_a_lane_for_every_kind(windo
     browser.show(window, page)
     lanes = {name.rstrip("0123456789,"): int(re.search(r"[\d,]+$", name)[0].replace(",", ""))
              for name in browser.texts(window, ".lane-name")}
-    assert list(lanes) == ["lost", "lost tails", "out of order", "duplicates", "halts", "idle", "close"]
+    assert list(lanes) == ["lost", "lost tails", "out of order", "duplicates", "discrepancies", "marks", "halts", "idle",
+                           "close"]
     assert lanes["lost"] + lanes["lost tails"] == verdict["lost"]
     assert (lanes["out of order"], lanes["duplicates"]) == (verdict["out_of_order"], verdict["duplicates"])
     records = recording.truth_of(run.folder / "truth.jsonl").values()
@@ -109,12 +111,44 @@ def test_the_timeline_has_a_bar_for_every_second_and_a_lane_for_every_kind(windo
     assert sum(float(bar.split()[0]) for bar in bars) == verdict["messages"]    # slices of one second
 
 
+def test_what_the_bench_was_told_is_marked(window, lossy, run):
+    page, _ = lossy
+    browser.show(window, page)
+    marks = browser.texts(window, ".lane.mark title")
+    assert all(re.fullmatch(r".+, \d\d:\d\d:\d\d\.\d{3}", mark) for mark in marks)
+    wanted = []
+    for line in (run.folder / "truth.jsonl").read_text(encoding="utf-8").splitlines():
+        record = json.loads(line)
+        if "mark" in record:
+            wanted.append(f"mark {record['mark']}")
+        elif record["event"] == "halt":
+            wanted.append(f"{'halt' if record['action'] == 'H' else 'resume'} {record['cusip']}")
+        elif record["event"] == "control":
+            wanted.append(f"control message {record['type']}")
+    assert [mark.rsplit(", ", 1)[0] for mark in marks] == wanted and "mark half way" in wanted and len(wanted) > 10
+    times = [mark.rsplit(", ", 1)[1] for mark in marks]
+    assert times == sorted(times)
+    places = browser.evaluate(window, "[...document.querySelectorAll('.lane.mark line')].map(e => parseFloat(e.getAttribute('x1')))")
+    assert places == sorted(places) and 0 <= places[0] < places[-1] <= 100
+
+
+@pytest.mark.parametrize("which", ["lossy", "different"])
+def test_discrepancies_have_their_places_on_the_timeline(window, which, request):
+    page, verdict = request.getfixturevalue(which)
+    browser.show(window, page)
+    titles = [title for title in browser.texts(window, ".lane title") if " discrepancies, " in title]
+    assert sum(number_of(title.split()[0]) for title in titles) == verdict["discrepancies"]
+    assert which == "lossy" or len(titles) > 1  # in more slices than one
+
+
 def test_the_faults_are_listed_with_numbers_and_durations(window, lossy):
     page, verdict = lossy
     browser.show(window, page)
     rows = browser.evaluate(window, "[...document.querySelectorAll('#faults tbody tr')]"
                                     ".map(r => [...r.cells].map(c => c.textContent))")
     assert number_of(browser.texts(window, "[data-key=faults]")[0]) == verdict["faults"] == len(rows)
+    assert all(re.fullmatch(r"\d\d:\d\d:\d\d\.\d{3}", row[0]) for row in rows)
+    assert len({row[0][-3:] for row in rows}) > len(rows) / 4  # of the moments themselves
     lost = [row for row in rows if row[1].startswith("lost")]
     covered = set()
     for row in lost:

@@ -14,25 +14,6 @@ import wire
 from pcap_files import Datagram
 
 
-def lost_numbers(run):
-    """Numbers that the feed never carried."""
-    live = set()
-    for _, data in run.arrivals:
-        packet = wire.parse_packet(data)
-        live.update(range(packet.sequence, packet.sequence + len(packet.messages)))
-    return sorted(set(run.messages) - live)
-
-
-def with_answers(run, delay_ns=50_000_000):
-    """The feed as it came, with an answer from the retransmission port for every loss, a little after it."""
-    datagrams = pcap_files.of_arrivals(run)
-    for number in lost_numbers(run):
-        noticed = next(each for each in datagrams
-                       if each.port == run.doors.feed and wire.parse_packet(each.data).sequence > number)
-        datagrams.append(pcap_files.of_answer(run, number, 1, noticed.at_ns + delay_ns))
-    return sorted(datagrams, key=lambda each: each.at_ns)
-
-
 def written(run, path, datagrams, link=pcap_files.ETHERNET, **settings):
     """The audit's word on a capture of these datagrams."""
     return auditing.audit(run, "--pcap", pcap_files.write_pcap(path / "feed.pcap", link, datagrams, **settings))
@@ -40,15 +21,15 @@ def written(run, path, datagrams, link=pcap_files.ETHERNET, **settings):
 
 @pytest.mark.parametrize("link", pcap_files.ALL_LINKS)
 def test_every_kind_of_link_is_understood(run, tmp_path, link):
-    status, verdict = written(run, tmp_path, with_answers(run), pcap_files.ALL_LINKS[link])
+    status, verdict = written(run, tmp_path, pcap_files.with_answers(run), pcap_files.ALL_LINKS[link])
     assert (status, verdict["verdict"], verdict["origin"]) == (0, "equal", "pcap"), auditing.explain(verdict)
     assert verdict["messages"] == len(run.messages)
-    assert verdict["lost"] == verdict["recovered"] == len(lost_numbers(run)) > 30
+    assert verdict["lost"] == verdict["recovered"] == len(pcap_files.lost_numbers(run)) > 30
     assert verdict["duplicates"] > 20 and verdict["out_of_order"] > 10
 
 
 def test_nanosecond_captures_are_understood(run, tmp_path):
-    status, verdict = written(run, tmp_path, with_answers(run), nanoseconds=True)
+    status, verdict = written(run, tmp_path, pcap_files.with_answers(run), nanoseconds=True)
     assert (status, verdict["verdict"]) == (0, "equal"), auditing.explain(verdict)
 
 
@@ -56,12 +37,12 @@ def test_without_the_answers_losses_are_losses(run, tmp_path):
     status, verdict = written(run, tmp_path, pcap_files.of_arrivals(run))
     assert (status, verdict["verdict"], verdict["discrepancies"]) == (1, "lost", 0), auditing.explain(verdict)
     numbers = [number for first, last in verdict["missing_ranges"] for number in range(first, last + 1)]
-    assert numbers == lost_numbers(run)
+    assert numbers == pcap_files.lost_numbers(run)
     assert verdict["messages"] == len(run.messages) - len(numbers)
 
 
 def test_gaps_are_timed_by_the_capture(run, tmp_path):
-    _, verdict = written(run, tmp_path, with_answers(run, delay_ns=333_000_000))
+    _, verdict = written(run, tmp_path, pcap_files.with_answers(run, delay_ns=333_000_000))
     assert 333 <= verdict["longest_gap_ms"] <= 335
 
 
@@ -75,7 +56,7 @@ def place_in_order(run):
 
 def test_a_capture_may_begin_in_the_middle(run, tmp_path):
     start_ns, first = place_in_order(run)
-    datagrams = [each for each in with_answers(run) if each.at_ns >= start_ns]
+    datagrams = [each for each in pcap_files.with_answers(run) if each.at_ns >= start_ns]
     status, verdict = written(run, tmp_path, datagrams)
     assert (status, verdict["verdict"]) == (0, "equal"), auditing.explain(verdict)
     assert (verdict["first"], verdict["last"]) == (first, len(run.messages))
@@ -90,9 +71,9 @@ def test_with_a_start_given_what_is_before_the_capture_is_missing(run, tmp_path)
 
 
 def test_both_sights_of_a_datagram_on_all_interfaces_are_one(run, tmp_path):
-    both = [dataclasses.replace(each, direction=direction) for each in with_answers(run)
+    both = [dataclasses.replace(each, direction=direction) for each in pcap_files.with_answers(run)
             for direction in (pcap_files.OUTGOING, pcap_files.INCOMING)]
-    single = written(run, tmp_path, with_answers(run), pcap_files.COOKED)[1]
+    single = written(run, tmp_path, pcap_files.with_answers(run), pcap_files.COOKED)[1]
     for link in (pcap_files.COOKED, pcap_files.COOKED_2):
         status, verdict = written(run, tmp_path, both, link)
         assert (status, verdict["verdict"]) == (0, "equal"), auditing.explain(verdict)
@@ -101,13 +82,13 @@ def test_both_sights_of_a_datagram_on_all_interfaces_are_one(run, tmp_path):
 
 def test_tags_and_options_are_climbed_over(run, tmp_path):
     datagrams = [dataclasses.replace(each, vlan=b"\x88\xa8\x00\x05\x81\x00\x00\x07", options=bytes(8))
-                 for each in with_answers(run)]
+                 for each in pcap_files.with_answers(run)]
     status, verdict = written(run, tmp_path, datagrams)
     assert (status, verdict["verdict"]) == (0, "equal"), auditing.explain(verdict)
 
 
 def test_what_belongs_to_nobody_is_passed_over(run, tmp_path):
-    good = with_answers(run)
+    good = pcap_files.with_answers(run)
     stray = good[5]
     strays = [dataclasses.replace(stray, port=1), dataclasses.replace(stray, to="239.1.1.1"),
               dataclasses.replace(stray, fragment=0x2000), dataclasses.replace(stray, fragment=5),
@@ -131,7 +112,7 @@ def test_foreign_sessions_and_malformed_packets_are_counted_and_ignored(run, tmp
 def test_noise_in_every_place_is_survived(run, tmp_path, seed):
     """Frames with bytes altered anywhere, cut anywhere, and frames of nothing but noise."""
     choice = random.Random(seed)
-    path = pcap_files.write_pcap(tmp_path / "feed.pcap", pcap_files.ETHERNET, with_answers(run))
+    path = pcap_files.write_pcap(tmp_path / "feed.pcap", pcap_files.ETHERNET, pcap_files.with_answers(run))
     content = bytearray(path.read_bytes())
     at = 24
     while at < len(content):

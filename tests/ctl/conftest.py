@@ -5,7 +5,8 @@ import sys
 
 import pytest
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "e2e"))
+TESTS = pathlib.Path(__file__).resolve().parents[1]
+sys.path[:0] = [str(TESTS / "e2e"), str(TESTS / "audit")]
 
 import harness  # noqa: E402  the bench's own framework, found through the path above
 import ports  # noqa: E402

@@ -215,6 +215,26 @@ def test_a_script_may_be_indented(launch):
     assert harness.truth_lines(bench)[-2:] == [b'{"mark":"one","seq":2}', b'{"mark":"two","seq":2}']
 
 
+def test_a_script_may_be_a_file(launch, tmp_path):
+    bench = launch()
+    (tmp_path / "stats").write_text("mark from a file\n", encoding="ascii")
+    assert companion.run(bench.doors, "control", "--script", tmp_path / "stats") == (0, "ok\n", "")
+    assert harness.truth_lines(bench)[-1] == b'{"mark":"from a file","seq":2}'
+    assert companion.run(bench.doors, "control", "--script", "-", text="mark typed\n") == (0, "ok\n", "")
+    status, output, errors = companion.run(bench.doors, "control", tmp_path / "stats")
+    assert (status, output) == (1, "unknown command\n")
+    assert f"a script is sent with --script {tmp_path}/stats" in errors
+    for path in (tmp_path, tmp_path / "none"):
+        assert companion.run(bench.doors, "control", "--script", path) == (
+            2, "", f"vorbelctl: cannot read the script {path}\n")
+
+
+def test_a_script_and_a_command_cannot_stand_together(doors):
+    for words in (["--script", "x", "stats"], ["stats", "--script", "-"]):
+        status, output, errors = companion.run(doors, "control", *words)
+        assert (status, output, "cannot stand together" in errors) == (2, "", True)
+
+
 def test_a_script_runs_in_order(launch):
     bench = launch()
     script = "# a test run\n\nmark one\r\nbogus\nmark two\n"

@@ -72,6 +72,20 @@ def test_wrong_usage_is_said_in_one_line():
     assert says("bogus") == 'there is no command "bogus"'
     assert says("listen", "--port") == "--port needs a value"
     assert says("control") == "control needs a value for command"
+    assert says("help", "bogus") == 'there is no command "bogus"'
+    assert says("help", "listen", "control") == "help takes the name of one command"
+
+
+def test_help_is_a_command_too():
+    assert printed("help") == printed("--help")
+    for command in commands():
+        assert printed("help", command) == printed(command, "--help")
+
+
+def test_the_help_of_control_lists_its_commands():
+    listed = printed("control", "--help").split("Control commands:\n")[1].split("\n\n")[0].splitlines()
+    assert {line.split()[0] for line in listed} == completed("control", "")
+    assert all(re.fullmatch(r"  \w+( N| LABEL| CUSIP( \[REASON\])?)? {2,}\w.*", line) for line in listed)
 
 
 def test_a_group_must_be_one_for_every_command():
@@ -102,7 +116,9 @@ def test_the_version_is_printed():
 
 
 def test_completion_offers_the_commands():
-    assert completed("") == {*commands(), "--help", "--version"}
+    assert completed("") == {*commands(), "help", "--help", "--version"}
+    assert completed("help", "wa") == {"wait", "watch"}
+    assert completed("help", "wait", "") == set()
     assert completed("wa") == {"wait", "watch"}
 
 

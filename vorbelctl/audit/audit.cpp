@@ -189,4 +189,10 @@ void advance(Audit& audit, bool no_more) {
   }
 }
 
+void note_rest(Audit& audit) {
+  Reconciled rest;
+  hand_out(audit.reconciliation, rest);
+  note_turned_up(audit.history, rest);
+}
+
 }  // namespace vorbelctl

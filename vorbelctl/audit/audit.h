@@ -79,4 +79,7 @@ void note_events(Audit& audit, const std::vector<Event>& events);
 // Reconciles everything that the files have by now; with `no_more`, when the bench is done writing, everything.
 void advance(Audit& audit, bool no_more);
 
+// To be called when everything is reconciled: what has turned up since the last message joins the course of the run.
+void note_rest(Audit& audit);
+
 }  // namespace vorbelctl

@@ -1,6 +1,7 @@
 #include "vorbelctl/audit/history.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace vorbelctl {
 namespace {
@@ -17,6 +18,7 @@ void merge(TimelineSlice& into, const TimelineSlice& next) {
   into.out_of_order += next.out_of_order;
   into.duplicates += next.duplicates;
   into.tails += next.tails;
+  into.discrepancies += next.discrepancies;
 }
 
 void merge(PriceSlice& into, const PriceSlice& next) {
@@ -168,6 +170,12 @@ void note_single(History& history, FaultKind kind, std::uint64_t sequence, std::
   add_fault(history, fault);
 }
 
+void note_milestone(History& history, std::string what) {
+  ++history.milestones_total;
+  if (history.milestones.size() >= most_milestones_listed) return;
+  history.milestones.push_back({history.message_ms, std::move(what)});
+}
+
 void reach_moment(History& history, const Reconciled& message, std::uint64_t received_ms) {
   history.message_ms = moment_of(history, message, received_ms);
   // Slices begin with whole seconds, because that is all that messages tell.
@@ -180,16 +188,27 @@ void note_record(History& history, const Reconciled& message) {
   if (!message.recorded) return;
   const Kind kind = message.kind;
   if (kind == Kind::trade && message.sent_s != 0) note_trade(history, message);
-  if (kind == Kind::halt) note_halt(history, message);
+  if (kind == Kind::halt) {
+    note_halt(history, message);
+    note_milestone(history, (message.action == 'H' ? "halt " : "resume ") + message.cusip);
+  }
+  if (kind == Kind::control) note_milestone(history, std::string("control message ") + message.type);
   if (kind == Kind::control && message.type == 'C') history.close_ms = history.message_ms;
   if (kind == Kind::trade || kind == Kind::cancel || kind == Kind::correction) note_price(history, message);
 }
 
 }  // namespace
 
+void note_turned_up(History& history, const Reconciled& message) {
+  if (history.begin_ms == 0) return;
+  for (const std::string& label : message.labels) note_milestone(history, "mark " + label);
+  if (message.found != 0) slice_at(history, history.timeline, history.message_ms).discrepancies += message.found;
+}
+
 void note_message(History& history, const Reconciled& message, std::uint64_t received_ms) {
+  if (message.sent_s != 0) reach_moment(history, message, received_ms);
+  note_turned_up(history, message);
   if (message.sent_s == 0) return;
-  reach_moment(history, message, received_ms);
   ++slice_at(history, history.timeline, history.message_ms).messages;
   note_record(history, message);
 }
@@ -197,6 +216,7 @@ void note_message(History& history, const Reconciled& message, std::uint64_t rec
 void note_missing(History& history, const Reconciled& message) {
   // Not every record tells when its message was sent; then it was about when the message before was.
   if (message.sent_s != 0) reach_moment(history, message, 0);
+  note_turned_up(history, message);
   if (history.begin_ms != 0) note_record(history, message);
 }
 

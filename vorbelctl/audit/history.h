@@ -16,6 +16,7 @@ inline constexpr std::size_t most_slices = 240;
 inline constexpr std::size_t most_faults_listed = 500;
 inline constexpr std::size_t most_spans_listed = 200;
 inline constexpr std::size_t most_bonds_drawn = 60;
+inline constexpr std::size_t most_milestones_listed = 500;
 
 // Equal slices of time from a common begin on.
 template <class Slice>
@@ -30,6 +31,7 @@ struct TimelineSlice {
   std::uint64_t out_of_order = 0;
   std::uint64_t duplicates = 0;
   std::uint64_t tails = 0;  // losses that a heartbeat told of
+  std::uint64_t discrepancies = 0;
 };
 
 // The last sales of one bond within a slice, and the amendments in it.
@@ -83,6 +85,12 @@ struct TimeSpan {
   std::string what;           // the CUSIP of a halt; otherwise empty
 };
 
+// What the bench was told to do, or did to its bonds and its session.
+struct Milestone {
+  std::int64_t at_ms = 0;  // UTC
+  std::string what;        // "halt 037833DT4", "control message C", "mark half way"
+};
+
 struct History {
   std::int64_t begin_ms = 0;  // UTC; 0: no message has been reconciled yet
   std::int64_t end_ms = 0;
@@ -93,8 +101,10 @@ struct History {
   Slices<TimelineSlice> timeline{1000, {}};
   std::vector<BondHistory> bonds;  // the first ones seen
   std::vector<TimeSpan> halts;
-  std::vector<TimeSpan> idles;  // times without trades
-  std::int64_t close_ms = 0;    // 0: the session was not closed
+  std::vector<TimeSpan> idles;        // times without trades
+  std::int64_t close_ms = 0;          // 0: the session was not closed
+  std::vector<Milestone> milestones;  // the first ones
+  std::uint64_t milestones_total = 0;
   std::vector<Fault> faults;
   std::uint64_t faults_total = 0;
   std::uint64_t longest_open_ms = 0;
@@ -108,6 +118,9 @@ void note_message(History& history, const Reconciled& message, std::uint64_t rec
 
 // A message that was sent never came: the prices and halts go on by its record.
 void note_missing(History& history, const Reconciled& message);
+
+// What has turned up since the last message, at the time of that one.
+void note_turned_up(History& history, const Reconciled& message);
 
 // Something has happened on the feed at the wall-clock time `at_ms`. Messages as such are left to note_message.
 void note_event(History& history, const Event& event, std::int64_t at_ms);

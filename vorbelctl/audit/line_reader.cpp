@@ -110,10 +110,16 @@ RunExtent find_last_run(const std::string& path, std::string_view first_line_has
     if (holds(line->text, first_line_has)) run = {line->at, line->number, 0};
     if (const std::uint64_t sequence = leading_sequence(line->text)) run.last = sequence;
   }
+  run.end = file.next_at;
   return run;
 }
 
+std::string read_bytes(LineReader& file, std::uint64_t at, std::size_t count) {
+  return read_at(file.stream, at, count);
+}
+
 void go_to_run(LineReader& file, const RunExtent& run) {
+  file.run = run;
   file.block.clear();
   file.block_at = file.next_at = run.at;
   file.next_number = run.number;

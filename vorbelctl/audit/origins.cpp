@@ -94,7 +94,7 @@ void use_wall_clock(Audit& audit) {
 }
 
 // What the bench has sent beyond the file's last record, as far as one answer tells: it may have no record of it.
-void ask_beyond(Audit& audit, const Addresses& addresses, std::uint64_t end) {
+void ask_beyond(Audit& audit, const Addresses& addresses, std::uint64_t end, PcapWriter& kept) {
   if (is_beyond(audit, end)) return;
   ReceiverSettings settings;
   settings.most_tries = 1;
@@ -102,12 +102,14 @@ void ask_beyond(Audit& audit, const Addresses& addresses, std::uint64_t end) {
   const std::uint64_t most = audit.to == 0 ? settings.most_per_request : audit.to - end + 1;
   Follower follower =
       follow_answers(addresses, settings, end, end + std::min<std::uint64_t>(most, settings.most_per_request));
+  std::swap(follower.capture, kept);
   while (!follower.receiver.gaps.empty() && !interrupted()) {
     std::vector<Event> events = pump(follower, 50);
     // A number without a message has not been sent yet.
     std::erase_if(events, [](const Event& event) { return event.kind != EventKind::message; });
     note_events(audit, events);
   }
+  std::swap(follower.capture, kept);
 }
 
 // Whether the retransmission port answers any more.
@@ -190,7 +192,9 @@ Follower join_feed_for(Outcome& outcome, const AuditRequest& request) {
   outcome.audit.from = settings.first;
   outcome.audit.to = request.ends.to;
   use_wall_clock(outcome.audit);
-  return follow_feed(request.addresses, settings);
+  Follower follower = follow_feed(request.addresses, settings);
+  if (!request.keep.empty()) follower.capture = open_pcap_writer(request.keep);
+  return follower;
 }
 
 bool audit_feed(Outcome& outcome, Follower& follower, const AuditRequest& request) {
@@ -213,6 +217,7 @@ bool audit_feed(Outcome& outcome, Follower& follower, const AuditRequest& reques
     outcome.unfinished = what_did_not_come(request.ends, progress, follower.receiver, ended_ms);
   }
   outcome.totals = follower.receiver.totals;
+  outcome.kept_whole = follower.captured_all;
   return missing_in_all(outcome) == 0 || outcome.totals.requests == 0 || outcome.totals.recovered != 0;
 }
 
@@ -228,6 +233,7 @@ void audit_retransmission(Outcome& outcome, const AuditRequest& request) {
   if (end <= audit.from) return;
   Follower follower = follow_answers(request.addresses, {}, audit.from, end);
   Silence silence{end - 1, vorbeld::monotonic_ms()};
+  if (!request.keep.empty()) follower.capture = open_pcap_writer(request.keep);
   while (!follower.receiver.gaps.empty() && !interrupted()) {
     pump_into(audit, follower, 50);
     check_run(outcome, false);
@@ -239,9 +245,10 @@ void audit_retransmission(Outcome& outcome, const AuditRequest& request) {
   if (silence.lasts) note_silence(outcome, request);
   if (!interrupted()) finish(follower.receiver, vorbeld::monotonic_ms());
   note_events(audit, take_events(follower.receiver));
-  if (!silence.lasts) ask_beyond(audit, request.addresses, end);
+  if (!silence.lasts) ask_beyond(audit, request.addresses, end, follower.capture);
   settle_records(audit);
   outcome.totals = follower.receiver.totals;
+  outcome.kept_whole = follower.captured_all;
 }
 
 void audit_pcap(Outcome& outcome, const AuditRequest& request) {
@@ -256,9 +263,14 @@ void audit_pcap(Outcome& outcome, const AuditRequest& request) {
   settings.reorder_window_ms = patience_ms;
   Receiver receiver = make_receiver(settings);
   std::uint64_t captured_ms = 0;
-  const auto take = [&](std::string_view bytes, Channel channel, std::uint64_t at_ms, SenderId sender) {
+  const SenderId group = socket_at(request.addresses.group, request.addresses.feed_port);
+  PcapWriter kept;
+  if (!request.keep.empty()) kept = open_pcap_writer(request.keep);
+  const auto take = [&](std::string_view bytes, Channel channel, std::uint64_t at_ns, SenderId sender) {
     if (receiver.joined_at != 0 && is_beyond(audit, receiver.next - 1)) return;  // all that is to be judged is here
-    captured_ms = at_ms;
+    const std::uint64_t at_ms = captured_ms = at_ns / 1'000'000;
+    // Who was answered does not matter to anybody who reads it.
+    if (kept.file) write_datagram(kept, bytes, sender, channel == Channel::feed ? group : SenderId{0}, at_ns);
     const bool of_run = take_packet(receiver, bytes, channel, at_ms, sender);
     if (of_run && audit.restart.empty() && !is_beyond(audit, receiver.end - 1)) {
       Reconciliation& all = audit.reconciliation;
@@ -269,6 +281,7 @@ void audit_pcap(Outcome& outcome, const AuditRequest& request) {
     advance(audit, false);
   };
   const PcapTotals totals = read_pcap(request.pcap, request.addresses, take);
+  if (kept.file) outcome.kept_whole = flush_pcap(kept);
   if (receiver.totals.ours == 0) {
     throw NoFeed(
         fmt::format("no packet of the session {} to {} among the {} frames of {}{}; see --mcast, --port and --session",
@@ -307,7 +320,8 @@ void audit_recording(Outcome& outcome, const AuditRequest& request) {
   outcome.where = input_name(request.recording);
   outcome.audit.from = request.from;
   outcome.audit.to = request.ends.to;
-  reconcile_recording(outcome.audit, request.recording);
+  outcome.recording = open_input(request.recording);
+  reconcile_recording(outcome.audit, outcome.recording);
   outcome.ended_by = "end of input";
 }
 

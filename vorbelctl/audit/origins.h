@@ -25,6 +25,7 @@ struct AuditRequest {
   Ends ends;               // time and silence are those of a live audit
   std::string pcap;        // a capture of packets
   std::string recording;   // what a handler wrote down
+  std::string keep;        // where to write a capture of all that is received or read; empty: nowhere
 };
 
 // Joins the feed. Throws as the doors do.

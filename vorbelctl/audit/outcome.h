@@ -7,6 +7,7 @@
 #include <string>
 
 #include "vorbelctl/audit/audit.h"
+#include "vorbelctl/handler/input.h"
 
 namespace vorbelctl {
 
@@ -22,6 +23,8 @@ struct Outcome {
   std::string ended_by;  // "end of session", "time", "interrupt", "silence", "began again" or "end of input"
   std::uint64_t lasted_ms = 0;
   std::string unfinished;  // what was asked for and did not come, as a sentence; empty: nothing
+  bool kept_whole = true;  // false: the capture that was to be kept could not be written whole
+  Input recording;         // of a handler; its path is empty where there was none
   ReceiverTotals totals;   // of the receiver; nothing of a handler's recording
   Audit audit;
 };

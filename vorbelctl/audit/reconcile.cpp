@@ -535,7 +535,9 @@ std::optional<Reconciled> reconcile(Reconciliation& all, std::uint64_t sequence,
     const bool is_it = truth.entry.sequence == sequence;
     Reconciled reconciled;
     if (!reconcile_entry(all, is_it ? received : nullptr, no_more, is_it ? cause : std::nullopt, reconciled)) return {};
-    if (is_it) return reconciled;
+    if (!is_it) continue;
+    hand_out(all, reconciled);
+    return reconciled;
   }
   move_found(truth.found, all.discrepancies);
   if (!truth.entry.there && !no_more) return {};
@@ -545,6 +547,7 @@ std::optional<Reconciled> reconcile(Reconciliation& all, std::uint64_t sequence,
   }
   Reconciled reconciled;
   reconciled.sequence = sequence;
+  hand_out(all, reconciled);
   return reconciled;
 }
 
@@ -556,6 +559,11 @@ Fit fit_to_record(Reconciliation& all, std::uint64_t sequence, const Received& r
   if (fit.names_it) return Fit::surely;
   if (!fit.all) return Fit::none;
   return record.row->kind == Kind::control && fit.tells_type ? Fit::surely : Fit::likely;
+}
+
+void hand_out(Reconciliation& all, Reconciled& reconciled) {
+  reconciled.found = all.discrepancies.total - std::exchange(all.handed_out, all.discrepancies.total);
+  reconciled.labels = std::exchange(all.truth.labels, {});
 }
 
 void note_uncompared(Reconciliation& all, std::uint64_t sequence, const std::string& name) {

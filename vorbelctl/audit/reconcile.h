@@ -55,6 +55,7 @@ struct Reconciliation {
   bool has_tape = false;
   Tape tape;
   Discrepancies discrepancies;
+  std::uint64_t handed_out = 0;  // of their number: what Reconciled has told
   Rules rules;
   Lag lag;
   Wire wire;                                        // hears the packets where there are any
@@ -84,6 +85,10 @@ struct Reconciled {
   bool last_sale = false;      // trade and correction: counts for high, low and last
   std::int64_t sent_s = 0;     // UTC; 0: not known
   std::uint64_t taped_ms = 0;  // wall clock at which its tape line was written; 0: not known
+
+  // What has turned up since the number before was reconciled; filled always.
+  std::uint64_t found = 0;          // discrepancies
+  std::vector<std::string> labels;  // of the truth file's marks before the record
 };
 
 // Opens both files at their latest run. `tape` may be empty: there is none. Throws std::invalid_argument.
@@ -106,6 +111,9 @@ enum class Fit : std::uint8_t {
 // How well it fits the record of the message `sequence`, which must be the next one to be reconciled; none where that
 // is not there. Nothing is noted.
 Fit fit_to_record(Reconciliation& reconciliation, std::uint64_t sequence, const Received& received);
+
+// Puts what has turned up since the last time into `reconciled`.
+void hand_out(Reconciliation& reconciliation, Reconciled& reconciled);
 
 // To be called once every message up to `last` is reconciled: notes what the tape has beside them, and which heartbeats
 // do not fit the day.

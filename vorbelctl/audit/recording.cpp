@@ -92,7 +92,7 @@ Entry sort_claims(Claims&& claims) {
     } else if (claim.name.starts_with(book_prefix)) {
       claim.name.erase(0, book_prefix.size());
       entry.book.push_back(std::move(claim));
-    } else if (claim.name != "via") {
+    } else if (claim.name != "via" && claim.name != "received_ms") {
       entry.fields.push_back(std::move(claim));
     }
   }
@@ -128,8 +128,9 @@ void pass_over(Course& course, std::uint64_t until) {
   Truth& truth = course.audit.reconciliation.truth;
   while (reach_entry(truth, true) && truth.entry.sequence < until) {
     const std::uint64_t sequence = truth.entry.sequence;
-    reconcile(course.audit.reconciliation, sequence, nullptr, true,
-              sequence < course.next ? std::nullopt : std::optional(Cause{}));
+    const auto passed = reconcile(course.audit.reconciliation, sequence, nullptr, true,
+                                  sequence < course.next ? std::nullopt : std::optional(Cause{}));
+    if (passed) note_turned_up(course.audit.history, *passed);
   }
   course.next = until;
 }
@@ -182,7 +183,8 @@ void take_message(Course& course, std::uint64_t sequence, const Entry& entry) {
   take_sample(audit.sample, sequence, received, audit.reconciliation.truth);
   audit.last = sequence;
   course.next = sequence + 1;
-  if (!reconciled || !reconciled->recorded) return;
+  if (!reconciled) return;
+  if (!reconciled->recorded) return note_turned_up(audit.history, *reconciled);
   ++audit.counts.kinds[static_cast<std::size_t>(reconciled->kind)];
   note_message(audit.history, *reconciled, 0);
 }
@@ -351,8 +353,7 @@ void explain_missing(Course& course) {
 
 }  // namespace
 
-void reconcile_recording(Audit& audit, const std::string& path) {
-  const Input input = open_input(path);
+void reconcile_recording(Audit& audit, const Input& input) {
   LineReader file = open_reader(input.path);
   if (input.is_cut) audit.notes.push_back(cut_note(input.name));
   audit.on_the_wire = false;

@@ -3,16 +3,14 @@
 // Reads one line at a time.
 #pragma once
 
-#include <string>
-
 #include "vorbelctl/audit/audit.h"
+#include "vorbelctl/handler/input.h"
 
 namespace vorbelctl {
 
 // Reconciles the file's messages from `audit.from`, or the first of all where that is 0, to `audit.to`, or the last one
 // that the file has where that is 0; lines without a number belong to the message before them. What the truth has
-// behind the file's last message is missing as far as due_number says. Throws std::invalid_argument when the file
-// cannot be read.
-void reconcile_recording(Audit& audit, const std::string& path);
+// behind the file's last message is missing as far as due_number says.
+void reconcile_recording(Audit& audit, const Input& input);
 
 }  // namespace vorbelctl

@@ -43,6 +43,7 @@ bool read_next(Tape& tape, bool no_more) {
   if (!line) return false;
   const std::uint64_t before = tape.line.sequence;
   tape.text = line->text;
+  tape.line_at = line->at;
   tape.wrong_key = read_tape(tape.text, tape.line);
   // A bench that is started anew goes on in the same file.
   tape.ended = tape.lines != 0 && tape.wrong_key.empty() && tape.line.sequence < before &&

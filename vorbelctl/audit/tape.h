@@ -26,6 +26,7 @@ struct Tape {
   TapeLine line;
   std::string_view wrong_key;  // why it cannot be used; empty: it can
   std::string text;
+  std::uint64_t line_at = 0;  // offset of the line read last
   std::uint64_t lines = 0;
   std::uint64_t written_ms = 0;    // of the line taken before; the wall clock goes forward
   std::vector<Discrepancy> found;  // lines that belong to no trade, not yet taken

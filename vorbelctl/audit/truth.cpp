@@ -23,6 +23,7 @@ std::optional<Line> next_of_run(Truth& truth, bool no_more) {
   truth.ended =
       truth.begun && leading_sequence(line->text) == 1 && line->text.find(first_record_has) != line->text.npos;
   truth.begun = true;
+  if (truth.ended) truth.other_run_at = line->at;
   return truth.ended ? std::nullopt : line;
 }
 
@@ -57,6 +58,7 @@ std::optional<std::uint64_t> peek_sequence(Truth& truth, bool no_more) {
 void take_mark(Truth& truth, const Mark& mark) {
   ++truth.marks;
   const std::string label = unescaped(mark.label);
+  if (truth.labels.size() < most_labels_kept) truth.labels.push_back(label);
   if (const std::string_view wrong = wrong_label(label); !wrong.empty()) {
     truth.found.push_back({truth.previous, "mark", Source::rule, std::string(wrong), Source::truth, shown(mark.label)});
   }

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -46,15 +47,19 @@ struct Truth {
   std::uint64_t last_known = 0;  // sequence number of the last record when the file was opened
   bool begun = false;            // a line has been read
   bool ended = false;            // another run follows in the file
-  std::deque<KeptLine> ahead;    // read to see what follows, not yet taken
-  TruthEntry entry;              // the record that is next
-  std::uint64_t previous = 0;    // sequence number of the record before it; 0: there is none
+  std::uint64_t other_run_at = std::numeric_limits<std::uint64_t>::max();  // then: the offset of its first line
+  std::deque<KeptLine> ahead;                                              // read to see what follows, not yet taken
+  TruthEntry entry;                                                        // the record that is next
+  std::uint64_t previous = 0;  // sequence number of the record before it; 0: there is none
   std::uint64_t records = 0;
   std::uint64_t marks = 0;
+  std::vector<std::string> labels;   // of marks that have been read and not taken; at most most_labels_kept
   std::uint64_t unread = 0;          // numbers since the trade indexed last whose record is missing or does not read
   std::vector<IndexedTrade> trades;  // the trade of id n at n - 1; grows with the run: any trade may be amended
   std::vector<Discrepancy> found;    // about the file itself, not yet taken
 };
+
+inline constexpr std::size_t most_labels_kept = 200;
 
 // Opens the latest run in the file. Throws std::invalid_argument when it cannot be read.
 void open_truth(Truth& truth, const std::string& path);

@@ -8,9 +8,11 @@
 #include "vorbelctl/audit/origins.h"
 #include "vorbelctl/commands/commands.h"
 #include "vorbelctl/commands/ending.h"
+#include "vorbelctl/commands/keeping.h"
 #include "vorbelctl/commands/output_file.h"
 #include "vorbelctl/handler/input.h"
 #include "vorbelctl/page/page.h"
+#include "vorbelctl/wording/fields.h"
 
 namespace vorbelctl {
 namespace {
@@ -26,6 +28,7 @@ AuditRequest request_of(const Options& options) {
   request.ends.one_run = true;
   request.pcap = options.audit.pcap;
   request.recording = options.audit.capture;
+  if (!options.audit.keep.empty()) request.keep = kept_capture(options.audit.keep);
   return request;
 }
 
@@ -121,6 +124,28 @@ int status_of(const Outcome& outcome) {
   return outcome.unfinished.empty() ? all_well : nobody_there;
 }
 
+// Leaves in the folder what the audit was about. What the audit found counts for more than what could not be written.
+int keep(const Options& options, Outcome& outcome, bool has_verdict, const std::string& json, const std::string& text,
+         int status) {
+  const std::string& folder = options.audit.keep;
+  if (folder.empty()) return status;
+  std::string failed = keep_audit(folder, outcome, has_verdict, json, text);
+  if (!outcome.kept_whole) failed += (failed.empty() ? "could not be written whole: " : ", ") + kept_capture(folder);
+  if (failed.empty()) return status;
+  std::cerr << "vorbelctl: " << failed << "\n";
+  return status == all_well ? unwritten : status;
+}
+
+void keep_without_verdict(const Options& options, Outcome& outcome, const std::string& why, int status) {
+  const FieldList error{{"error", why}, {"status", static_cast<std::uint64_t>(status)}};
+  keep(options, outcome, false, json_line(error) + "\n", "vorbelctl: " + why + "\n", status);
+}
+
+int end_without_verdict(const Options& options, Outcome& outcome, const std::string& why, Status status) {
+  keep_without_verdict(options, outcome, why, status);
+  return end_with(status, why, options.json);
+}
+
 }  // namespace
 
 int run_audit(const Options& options) {
@@ -130,6 +155,7 @@ int run_audit(const Options& options) {
   outcome.truth = input_name(options.audit.truth);
   outcome.tape = input_name(options.audit.tape);
   const std::uint64_t begun_ms = vorbeld::monotonic_ms();
+  if (!options.audit.keep.empty()) prepare_folder(options.audit.keep);
   try {
     if (options.audit.strict && options.audit.capture.empty()) throw std::invalid_argument("--strict needs --capture");
     outcome.audit.reconciliation.strict = options.audit.strict;
@@ -145,17 +171,24 @@ int run_audit(const Options& options) {
     check_run(outcome, true);
     reconcile_rest(outcome.audit.reconciliation, outcome.audit.last);
     note_coverage(outcome, request.ends);
+    note_rest(outcome.audit);
     check_compared(outcome);
   } catch (const NoFeed& none) {
-    return end_with(nobody_there, none.what(), options.json);
+    return end_without_verdict(options, outcome, none.what(), nobody_there);
   } catch (const std::invalid_argument& bad_file) {
-    return end_with(wrong_usage, bad_file.what(), options.json);
+    return end_without_verdict(options, outcome, bad_file.what(), wrong_usage);
+  } catch (const DoorError& closed) {
+    keep_without_verdict(options, outcome, std::string(closed.what()) + "; " + closed.advice, nobody_there);
+    throw;
   }
   outcome.lasted_ms = vorbeld::monotonic_ms() - begun_ms;
   for (const std::string& note : outcome.audit.notes) std::cerr << "vorbelctl: note: " << note << "\n";
-  std::cout << (options.json ? verdict_json(outcome) + "\n" : verdict_text(outcome)) << std::flush;
-  const int status = status_of(outcome);
-  return options.audit.html.empty() ? status : write_page(outcome, options.audit.html, status);
+  const std::string json = verdict_json(outcome) + "\n";
+  const std::string text = verdict_text(outcome);
+  std::cout << (options.json ? json : text) << std::flush;
+  int status = status_of(outcome);
+  if (!options.audit.html.empty()) status = write_page(outcome, options.audit.html, status);
+  return keep(options, outcome, true, json, text, status);
 }
 
 }  // namespace vorbelctl

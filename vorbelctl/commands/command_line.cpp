@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -56,6 +57,17 @@ CLI::Validator validator_of(const Seconds& seconds) {
   return {check, range};
 }
 
+CLI::Validator validator_of(const Factor& /*factor*/) {
+  constexpr int most = 1000000;
+  const std::string range = fmt::format("above 0, up to {}", most);
+  const auto check = [range](std::string& text) -> std::string {
+    double value = 0;
+    const bool within = read_number(text, value) && value > 0 && value <= most;
+    return within ? "" : fmt::format("\"{}\" is no number {}", text, range);
+  };
+  return {check, range};
+}
+
 CLI::Validator validator_of(const OneOf& choice) {
   const std::string words = fmt::format("{}", fmt::join(choice.words, " or "));
   const auto check = [choice, words](std::string& text) -> std::string {
@@ -87,6 +99,7 @@ void add_check(CLI::Option& option, const Check& check) {
   if (const auto* file = std::get_if<ExistingFile>(&check)) option.check(validator_of(*file));
   if (const auto* number = std::get_if<WholeNumber>(&check)) option.transform(validator_of(*number));
   if (const auto* seconds = std::get_if<Seconds>(&check)) option.check(validator_of(*seconds));
+  if (const auto* factor = std::get_if<Factor>(&check)) option.check(validator_of(*factor));
   if (const auto* choice = std::get_if<OneOf>(&check)) option.check(validator_of(*choice));
   if (const auto* address = std::get_if<Ipv4Address>(&check)) option.check(validator_of(*address));
 }
@@ -121,7 +134,27 @@ void add_command(CLI::App& app, const Command& command, Options& options) {
   add_options(added, command.options(options), "");
   add_options(added, address_options(command, options), "Where the bench is");
   add_options(added, output_options(options), "");
-  added.footer(fmt::format("\n{}", command.footer));
+  added.footer(fmt::format("\n{}{}{}", command.details == nullptr ? "" : command.details(),
+                           command.details == nullptr ? "" : "\n", command.footer));
+}
+
+// Takes from the environment what the command line does not say of where the bench is; an empty variable says nothing.
+// Returns what is wrong with one; empty: nothing.
+std::string take_variables(CLI::App& app, const Command& command, Options& options) {
+  for (const OptionRow& row : address_options(command, options)) {
+    const char* const value = row.variable.empty() ? nullptr : std::getenv(row.variable.c_str());
+    CLI::Option& option = *app.get_option(row.name);
+    if (value == nullptr || *value == '\0' || option.count() != 0) continue;
+    try {
+      option.add_result(value);
+      option.run_callback();
+    } catch (const CLI::ParseError& wrong) {
+      const std::string says = wrong.what();  // "--port: ..."
+      return fmt::format("the variable {} cannot stand for {}", row.variable, says);
+    }
+    options.variables.push_back(fmt::format("{}={}", row.variable, value));
+  }
+  return "";
 }
 
 // What is wrong with options that are right each by itself; empty: nothing.
@@ -135,8 +168,15 @@ std::string check_together(const Options& options) {
   if (options.audit.to != 0 && options.audit.to < options.audit.from) {
     return fmt::format("--to {} is before --from {}", options.audit.to, options.audit.from);
   }
+  if (options.command == "control" && options.control.words.empty() && options.control.script.empty()) {
+    return "control needs a value for command";
+  }
   if (options.command == "fetch" && options.fetch.count - 1U > largest_sequence - options.fetch.first) {
     return fmt::format("the last number wanted is too large; sequence numbers go up to {}", largest_sequence);
+  }
+  if (options.listen.pcap == "-") return "--pcap needs a file: standard output has the lines";
+  if (options.replay.to != 0 && options.replay.from > options.replay.to) {
+    return fmt::format("--from {} is behind --to {}", options.replay.from, options.replay.to);
   }
   if (options.json && options.listen.format == "text" && is_given(options, "--format")) {
     return "--format text and --json cannot stand together";
@@ -198,6 +238,21 @@ bool asks_for_json(int argc, const char* const* argv) {
   return false;
 }
 
+bool is_help_command(const std::vector<const char*>& words) {
+  return words.size() > 1 && std::string_view(words[1]) == help_command;
+}
+
+// "help" and "help COMMAND" become "--help" and "COMMAND --help". Returns what is wrong with them; empty: nothing.
+std::string replace_help_command(std::vector<const char*>& words) {
+  if (words.size() > 3) return "help takes the name of one command";
+  if (words.size() == 3 && find_command(words[2]) == nullptr) {
+    return fmt::format("there is no command \"{}\"", words[2]);
+  }
+  words.erase(words.begin() + 1);
+  words.push_back("--help");
+  return "";
+}
+
 }  // namespace
 
 std::optional<int> read_command_line(int argc, const char* const* argv, Options& options) {
@@ -205,6 +260,10 @@ std::optional<int> read_command_line(int argc, const char* const* argv, Options&
                "vorbelctl");
   app.set_version_flag("--version", "vorbelctl " VORBELCTL_VERSION);
   app.footer(
+      "\nvorbelctl help COMMAND explains a command, as vorbelctl COMMAND --help does.\n"
+      "\nWhere the bench is can be said once, for all commands: VORBELD_MCAST, VORBELD_PORT, VORBELD_IFACE,\n"
+      "VORBELD_SESSION, VORBELD_REPORTS, VORBELD_RETRANS and VORBELD_CONTROL stand for the options that are not "
+      "given.\n"
       "\nExample:\n  vorbelctl listen --help\n\nExit status: 0 all is well; 1 something is amiss; 2 wrong usage; "
       "3 nobody is there, or\nwhat was asked for did not come in time; 4 an error of vorbelctl itself; 5 the feed "
       "began "
@@ -218,16 +277,23 @@ std::optional<int> read_command_line(int argc, const char* const* argv, Options&
     return end_with(wrong_usage, fmt::format("{}; see {}{} --help", why, options.program, name),
                     asks_for_json(argc, argv));
   };
+  std::vector<const char*> words(argv, argv + argc);
+  if (is_help_command(words)) {
+    if (const std::string wrong = replace_help_command(words); !wrong.empty()) return refuse(wrong);
+  }
   try {
-    app.parse(argc, argv);
+    app.parse(static_cast<int>(words.size()), words.data());
   } catch (const CLI::ParseError& outcome) {
     if (outcome.get_exit_code() != 0) return refuse(explain(app, outcome));
     app.exit(outcome);  // prints the help or the version
     return all_well;
   }
   if (app.get_subcommands().empty()) return refuse("there is no command");
-  const CLI::App& command = chosen(app);
+  CLI::App& command = chosen(app);
   options.command = command.get_name();
+  if (const std::string wrong = take_variables(command, *find_command(options.command), options); !wrong.empty()) {
+    return refuse(wrong);
+  }
   for (const CLI::Option* option : command.get_options()) {
     if (option->count() != 0) options.given.push_back(option->get_name());
   }

@@ -21,8 +21,12 @@ OptionList control_options(Options& options) {
   return {{.name = "command",
            .says = "The command and its arguments; - reads a script from standard input",
            .target = &options.control.words,
-           .required = true,
            .offers = control_command_names()},
+          {.name = "--script",
+           .says = "Read a script from this file; - is standard input",
+           .target = &options.control.script,
+           .is_path = true,
+           .excludes = {"command"}},
           {.name = "--raw",
            .says = "Send the arguments unchecked; the bench takes what it cannot read as a default",
            .target = &options.control.raw},
@@ -70,7 +74,11 @@ OptionList listen_options(Options& options) {
            .says = "Lines for people (text) or one JSON object a line (json, the same as --json)",
            .target = &listen.format,
            .check = OneOf{{"text", "json"}},
-           .shows_default = true}};
+           .shows_default = true},
+          {.name = "--pcap",
+           .says = "Write everything received, answers too, as a capture (libpcap)",
+           .target = &listen.pcap,
+           .is_path = true}};
 }
 
 OptionList fetch_options(Options& options) {
@@ -89,6 +97,51 @@ OptionList fetch_options(Options& options) {
            .target = &options.fetch.timeout_s,
            .check = Seconds{},
            .shows_default = true}};
+}
+
+OptionList replay_options(Options& options) {
+  ReplayOptions& replay = options.replay;
+  return {{.name = "file",
+           .says = "A capture of the feed (libpcap), as listen --pcap and other programs write it",
+           .target = &replay.file,
+           .required = true,
+           .is_path = true},
+          {.name = "--speed",
+           .says = "How many times as fast as it was captured",
+           .target = &replay.speed,
+           .check = Factor{},
+           .shows_default = true},
+          {.name = "--as-fast-as-possible",
+           .says = "Wait for nothing between packets",
+           .target = &replay.as_fast_as_possible,
+           .excludes = {"--speed"}},
+          {.name = "--loop", .says = "Begin again after the linger, until --seconds or Ctrl-C", .target = &replay.loop},
+          {.name = "--from",
+           .says = "Leave out packets with lower sequence numbers only",
+           .target = &replay.from,
+           .check = WholeNumber{1, largest_sequence}},
+          {.name = "--to",
+           .says = "Leave out packets with higher sequence numbers only",
+           .target = &replay.to,
+           .check = WholeNumber{1, largest_sequence}},
+          {.name = "--linger",
+           .says = "Seconds for which requests are answered after the last packet",
+           .target = &replay.linger_s,
+           .check = Seconds{true},
+           .shows_default = true},
+          {.name = "--seconds", .says = "End after so many seconds", .target = &replay.seconds, .check = Seconds{}},
+          {.name = "--captured-mcast",
+           .says = "Group of the feed in the capture; default: that of --mcast",
+           .target = &replay.captured_group,
+           .check = Ipv4Address{true}},
+          {.name = "--captured-port",
+           .says = "Its port there; default: that of --port",
+           .target = &replay.captured_port,
+           .check = WholeNumber{1, most_in_16_bits, false}},
+          {.name = "--captured-retrans-port",
+           .says = "Retransmission port in the capture; default: that of --retrans-port",
+           .target = &replay.captured_retrans_port,
+           .check = WholeNumber{1, most_in_16_bits, false}}};
 }
 
 OptionList wait_options(Options& options) {
@@ -147,6 +200,10 @@ OptionList audit_options(Options& options) {
           {.name = "--html",
            .says = "Write a page with the verdict, a timeline, prices, faults and differences",
            .target = &audit.html,
+           .is_path = true},
+          {.name = "--keep",
+           .says = "Leave capture, truth, tape, verdict and page in this folder, new or empty",
+           .target = &audit.keep,
            .is_path = true}};
 }
 
@@ -177,7 +234,8 @@ constexpr const char* audit_footer =
     "\nExample:\n"
     "  vorbelctl audit --truth truth.jsonl --tape tape.jsonl --seconds 20 --html report.html\n"
     "\nExit status: 0 equal; 1 discrepancies or losses; 2 wrong usage; 3 no feed, or not what\n"
-    "was asked for; 5 the feed began again; 6 the page or the verdict could not be written";
+    "was asked for; 5 the feed began again; 6 the page, the verdict or what to keep could not\n"
+    "be written";
 
 constexpr std::array commands{
     Command{"control", "Send one control command and print the reply", control_options, run_control,
@@ -185,8 +243,10 @@ constexpr std::array commands{
             "and lines that begin with # are skipped.\n"
             "\nExample:\n"
             "  vorbelctl control drop 5\n"
+            "  vorbelctl control --script faults.txt\n"
             "  printf 'rate 50\\n--at-ms 2000 halt 037833DT4 T.1\\n' | vorbelctl control -\n"
-            "\nExit status: 0 answered; 1 a reply was \"unknown ...\"; 2 wrong usage; 3 nobody answers"},
+            "\nExit status: 0 answered; 1 a reply was \"unknown ...\"; 2 wrong usage; 3 nobody answers",
+            control_command_help},
     Command{"report", "Send trade reports over TCP and count the answers", report_options, run_report,
             "Every line is checked before anything of it is sent; a bad one is named and never reaches the bench.\n"
             "CSV columns, in any order: cusip, price, quantity; and, where wanted, symbol, party, venue,\n"
@@ -204,6 +264,13 @@ constexpr std::array commands{
             "\nExample:\n"
             "  vorbelctl fetch 1 10\n"
             "\nExit status: 0 all came; 1 some did not come; 2 wrong usage; 3 none came"},
+    Command{"replay", "Send a captured feed again and answer requests for its messages", replay_options, run_replay,
+            "Packets go out byte for byte and in the order of the capture: duplicates, disorder and heartbeats too.\n"
+            "What is asked for is answered from the capture's feed and from the answers in it.\n"
+            "\nExample:\n"
+            "  vorbelctl replay yesterday.pcap --speed 10 --linger 2\n"
+            "\nExit status: 0 all was sent; 1 packets were captured only in part; 2 wrong usage, or no capture;\n"
+            "3 it holds no packet of the session, the feed cannot be sent, or it ended before all was sent"},
     Command{"wait", "Return as soon as the bench answers", wait_options, run_wait,
             "Asks the control port for its statistics; where that port is closed (or 0 was given for it), a packet\n"
             "of the session on the feed is enough.\n"
@@ -238,26 +305,38 @@ const Command* find_command(std::string_view name) {
 
 OptionList address_options(const Command& command, Options& options) {
   Addresses& addresses = options.addresses;
-  const auto address = [](const char* name, std::string& value, const char* says, Check check) {
-    return OptionRow{.name = name, .says = says, .target = &value, .check = check, .shows_default = true};
+  const auto described = [](const char* says, const char* variable) {
+    return *variable == '\0' ? std::string(says) : fmt::format("{} ({})", says, variable);
   };
-  const auto port = [&](const char* name, std::uint16_t& value, const char* says, bool needed) {
+  const auto address = [&](const char* name, std::string& value, const char* says, Check check, const char* variable) {
     return OptionRow{.name = name,
-                     .says = fmt::format("{}{}", says, needed ? "" : "; 0: there is none"),
+                     .says = described(says, variable),
+                     .target = &value,
+                     .check = check,
+                     .shows_default = true,
+                     .variable = variable};
+  };
+  const auto port = [&](const char* name, std::uint16_t& value, const char* says, bool needed, const char* variable) {
+    return OptionRow{.name = name,
+                     .says = fmt::format("{}{}", described(says, variable), needed ? "" : "; 0: there is none"),
                      .target = &value,
                      .check = WholeNumber{needed ? 1U : 0U, most_in_16_bits, false},
-                     .shows_default = true};
+                     .shows_default = true,
+                     .variable = variable};
   };
-  return {
-      address("--mcast", addresses.group, "Multicast group of the feed", Ipv4Address{true}),
-      port("--port", addresses.feed_port, "UDP port of the feed", true),
-      address("--iface", addresses.interface, "Address of the local interface that the feed comes in on",
-              Ipv4Address{}),
-      address("--session", addresses.session, "Session name; other sessions are reported and ignored", AnyText{}),
-      address("--host", addresses.host, "Address of the report and retransmission ports", Ipv4Address{}),
-      port("--report-port", addresses.report_port, "TCP port for trade reports", command.run == run_report),
-      port("--retrans-port", addresses.retrans_port, "UDP port for retransmission requests", command.run == run_fetch),
-      port("--control-port", addresses.control_port, "UDP control port on 127.0.0.1", command.run == run_control)};
+  return {address("--mcast", addresses.group, "Multicast group of the feed", Ipv4Address{true}, "VORBELD_MCAST"),
+          port("--port", addresses.feed_port, "UDP port of the feed", true, "VORBELD_PORT"),
+          address("--iface", addresses.interface, "Address of the local interface that the feed comes in on",
+                  Ipv4Address{}, "VORBELD_IFACE"),
+          address("--session", addresses.session, "Session name; other sessions are reported and ignored", AnyText{},
+                  "VORBELD_SESSION"),
+          address("--host", addresses.host, "Address of the report and retransmission ports", Ipv4Address{}, ""),
+          port("--report-port", addresses.report_port, "TCP port for trade reports", command.run == run_report,
+               "VORBELD_REPORTS"),
+          port("--retrans-port", addresses.retrans_port, "UDP port for retransmission requests",
+               command.run == run_fetch, "VORBELD_RETRANS"),
+          port("--control-port", addresses.control_port, "UDP control port on 127.0.0.1", command.run == run_control,
+               "VORBELD_CONTROL")};
 }
 
 OptionList output_options(Options& options) {

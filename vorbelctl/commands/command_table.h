@@ -32,13 +32,14 @@ struct WholeNumber {     // decimal digits and nothing else
 struct Seconds {  // at most 1000000, so that milliseconds fit everywhere
   bool may_be_zero = false;
 };
+struct Factor {};  // above 0, at most 1000000
 struct OneOf {
   std::vector<std::string> words;
 };
 struct Ipv4Address {
   bool is_group = false;  // 224.0.0.0 to 239.255.255.255
 };
-using Check = std::variant<AnyText, ExistingFile, WholeNumber, Seconds, OneOf, Ipv4Address>;
+using Check = std::variant<AnyText, ExistingFile, WholeNumber, Seconds, Factor, OneOf, Ipv4Address>;
 
 struct OptionRow {
   std::string name;  // "--timeout"; without the dashes an argument, which stands at its place among the arguments
@@ -50,16 +51,22 @@ struct OptionRow {
   bool is_path = false;                 // of a file, for the completion; an ExistingFile is one anyway
   std::vector<std::string> offers{};    // what the completion offers for it beside that
   std::vector<std::string> excludes{};  // options that it cannot stand beside
+  std::string variable{};               // of the environment, which says it where the option does not; empty: none does
 };
 
 using OptionList = std::vector<OptionRow>;
+
+// Prints the help of the command that is named behind it, or of them all. It is no row of the table: it takes no
+// options.
+inline constexpr std::string_view help_command = "help";
 
 struct Command {
   std::string_view name;
   std::string_view summary;
   OptionList (*options)(Options&);  // its own ones; the targets lie in the record handed in
   int (*run)(const Options&);
-  std::string_view footer;  // of the help: what else to know, an example, the exit statuses
+  std::string_view footer;             // of the help: what else to know, an example, the exit statuses
+  std::string (*details)() = nullptr;  // of the help, before the footer; null: there are none
 };
 
 // In the order of the help.

@@ -29,6 +29,9 @@ int run_report(const Options& options);
 // Follows the feed and prints what comes, until its limits are reached or a signal comes.
 int run_listen(const Options& options);
 
+// Sends a captured feed again and answers retransmission requests for its messages.
+int run_replay(const Options& options);
+
 // Sends one retransmission request and prints what comes of it.
 int run_fetch(const Options& options);
 

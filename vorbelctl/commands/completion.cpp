@@ -55,7 +55,13 @@ Completion offer_value(const OptionRow& row, std::string_view begin) {
 }
 
 Completion offer_commands(std::string_view begin) {
-  std::vector<std::string> words{"--help", "--version"};
+  std::vector<std::string> words{"--help", "--version", std::string(help_command)};
+  for (const Command& command : all_commands()) words.emplace_back(command.name);
+  return offer(std::move(words), begin);
+}
+
+Completion offer_helped_commands(std::string_view begin) {
+  std::vector<std::string> words;
   for (const Command& command : all_commands()) words.emplace_back(command.name);
   return offer(std::move(words), begin);
 }
@@ -76,6 +82,7 @@ Completion complete_words(const std::vector<std::string>& words, std::size_t at)
   const auto named =
       std::find_if(std::min(words.begin() + 1, end), end, [](const auto& word) { return !is_option(word); });
   if (named == end) return offer_commands(begin);
+  if (*named == help_command) return named + 1 == end ? offer_helped_commands(begin) : Completion{};
   const Command* const command = find_command(*named);
   if (command == nullptr) return {};
   Options unused;

@@ -3,10 +3,13 @@
 
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <istream>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -56,13 +59,20 @@ std::string judge_amendments(const std::string& reply, std::uint64_t asked) {
   return "that is no reply of a bench; does the port belong to another program?";
 }
 
+// The bench does not know the command. Where its name is that of a file, a script was meant.
+std::string explain_unknown(const Options& options, const std::string& command) {
+  const std::string name = command.substr(0, command.find(' '));
+  std::error_code unreadable;
+  if (std::filesystem::is_regular_file(name, unreadable)) {
+    return fmt::format("the bench does not know \"{}\"; a script is sent with --script {}", name, name);
+  }
+  return fmt::format("the bench does not know \"{}\"; {} control --help lists its commands", name, options.program);
+}
+
 // Why the reply is not what was asked for; empty: it is.
 std::string judge_reply(const Options& options, const std::string& command, const std::string& reply) {
   if (reply.starts_with("unknown cusip")) return "the bench has no bond with that CUSIP; nothing was sent on the feed";
-  if (reply.starts_with("unknown ")) {
-    return fmt::format("the bench does not know \"{}\"; {} control --help lists its commands",
-                       command.substr(0, command.find(' ')), options.program);
-  }
+  if (reply.starts_with("unknown ")) return explain_unknown(options, command);
   if (const auto asked = amendments_asked_for(command)) return judge_amendments(reply, *asked);
   const bool expected = command == "stats" ? parse_stats(reply).has_value() : reply == "ok";
   return expected ? "" : "that is no reply of a bench; does the port belong to another program?";
@@ -141,15 +151,26 @@ int run_script(const Options& options, const Socket& socket, Script script) {
   return status;
 }
 
+// "-": standard input.
+int run_script_of(const Options& options, const Socket& socket, const std::string& path) {
+  const bool raw = options.control.raw;
+  if (path == "-") return run_script(options, socket, {std::cin, raw, isatty(STDIN_FILENO) == 1});
+  std::ifstream file(path);
+  std::error_code unreadable;
+  if (!file || std::filesystem::is_directory(path, unreadable)) {
+    return end_with(wrong_usage, fmt::format("cannot read the script {}", path), options.json);
+  }
+  return run_script(options, socket, {file, raw});
+}
+
 }  // namespace
 
 int run_control(const Options& options) {
   const Socket socket = open_control(options.addresses);
   const auto& words = options.control.words;
   const bool raw = options.control.raw;
-  if (words.size() == 1 && words.front() == "-") {
-    return run_script(options, socket, {std::cin, raw, isatty(STDIN_FILENO) == 1});
-  }
+  if (!options.control.script.empty()) return run_script_of(options, socket, options.control.script);
+  if (words.size() == 1 && words.front() == "-") return run_script_of(options, socket, words.front());
   std::string joined;
   for (const auto& word : words) joined += (joined.empty() ? "" : " ") + word;
   const std::string command(trimmed(joined));

@@ -1,6 +1,6 @@
 #include "vorbelctl/commands/commands.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -114,6 +114,12 @@ void print_finding(const Options& options, const Finding& finding) {
   std::cout.flush();
 }
 
+// A variable that was set for another bench is easily forgotten.
+Finding tell_variables(const Options& options) {
+  return {Verdict::note, "variables",
+          fmt::format("the environment says where the bench is: {}", fmt::join(options.variables, " ")), ""};
+}
+
 // Runs one check after the other; one that cannot succeed because another has failed is left out, so that one cause is
 // one problem. Returns how many there are.
 std::uint64_t run_checks(const Options& options) {
@@ -125,6 +131,7 @@ std::uint64_t run_checks(const Options& options) {
     if (finding.verdict == Verdict::problem) ++problems;
     return finding.verdict != Verdict::problem;
   };
+  if (!options.variables.empty()) passes(tell_variables(options));
   const bool joined =
       passes(check_interface(addresses)) && passes(check_route(addresses)) && passes(check_membership(addresses));
   if (joined) passes(check_probe(addresses));

@@ -22,10 +22,12 @@ bool is_news(EventKind kind) {
 }
 
 void print_events(const Options& options, std::vector<Event> events) {
+  const std::uint64_t wall_ms = vorbeld::wall_ms();
+  const std::uint64_t now_ms = vorbeld::monotonic_ms();
   for (Event& event : events) {
     if (!is_news(event.kind)) continue;
     if (options.json) {
-      std::cout << json_line(event_fields(event)) << std::endl;
+      std::cout << json_line(timed_event_fields(event, wall_ms, now_ms)) << std::endl;
     } else {
       event.via = Via::live;  // all are recovered here; lines for people need not say so each time
       std::cout << event_text(event, wants_colours());

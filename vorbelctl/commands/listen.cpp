@@ -32,6 +32,8 @@ struct Printer {
 
 // JSON lines are flushed one by one for whoever reads along; text once for what came together.
 void print_events(Printer& printer, const std::vector<Event>& events) {
+  const std::uint64_t wall_ms = vorbeld::wall_ms();
+  const std::uint64_t now_ms = vorbeld::monotonic_ms();
   for (const Event& event : events) {
     if (printer.messages_left == 0) break;
     add_to_totals(printer.shown, event);
@@ -43,7 +45,7 @@ void print_events(Printer& printer, const std::vector<Event>& events) {
     // A gap closes where all its numbers came; of the others it has been said that they are missing.
     if (event.kind == EventKind::gap_closed && event.missing != 0) continue;
     if (printer.json) {
-      std::cout << json_line(event_fields(event)) << std::endl;
+      std::cout << json_line(timed_event_fields(event, wall_ms, now_ms)) << std::endl;
     } else {
       std::cout << event_text(event, printer.colours);
     }
@@ -91,9 +93,17 @@ void print_totals(const Printer& printer, const Receiver& receiver) {
 }
 
 // `lack`: what was asked for and did not come.
-int status_of(const Options& options, const Printer& printer, const Receiver& receiver, const std::string& lack) {
-  if (receiver.totals.ours == 0) return end_with(nobody_there, no_feed(options.addresses), options.json);
-  Status status = lack.empty() ? all_well : nobody_there;
+// False, with a word on standard error, when the capture that was asked for could not be written whole.
+bool is_captured(const Options& options, const Follower& follower) {
+  if (follower.captured_all) return true;
+  std::cerr << fmt::format("vorbelctl: the capture {} could not be written whole\n", options.listen.pcap);
+  return false;
+}
+
+int status_of(const Options& options, const Printer& printer, const Follower& follower, const std::string& lack) {
+  Status status = is_captured(options, follower) ? all_well : unwritten;
+  if (follower.receiver.totals.ours == 0) return end_with(nobody_there, no_feed(options.addresses), options.json);
+  if (!lack.empty()) status = nobody_there;
   if (is_amiss(printer.shown)) status = something_amiss;
   if (printer.shown.began_again != 0) status = began_again;
   return lack.empty() ? status : end_with(status, lack, options.json);
@@ -123,6 +133,7 @@ int run_listen(const Options& options) {
   Printer printer{options.json, options.quiet, wants_colours()};
   if (listen.count != 0) printer.messages_left = listen.count;
   Follower follower = follow_feed(options.addresses, make_settings(listen));
+  if (!listen.pcap.empty()) follower.capture = open_pcap_writer(listen.pcap);
   catch_interrupts();
   const Ends ends = ends_of(listen);
   Progress progress{vorbeld::monotonic_ms()};
@@ -138,7 +149,7 @@ int run_listen(const Options& options) {
     print_events(printer, take_events(follower.receiver));
   }
   print_totals(printer, follower.receiver);
-  return status_of(options, printer, follower.receiver, what_did_not_come(ends, progress, follower.receiver, ended_ms));
+  return status_of(options, printer, follower, what_did_not_come(ends, progress, follower.receiver, ended_ms));
 }
 
 }  // namespace vorbelctl

@@ -171,6 +171,13 @@ FieldList event_fields(const Event& event) {
   return {};
 }
 
+FieldList timed_event_fields(const Event& event, std::uint64_t wall_ms, std::uint64_t now_ms) {
+  FieldList fields = event_fields(event);
+  const std::uint64_t at_ms = event.kind == EventKind::message ? event.came_ms : event.at_ms;
+  fields.push_back({"received_ms", wall_ms - (now_ms - at_ms)});
+  return fields;
+}
+
 void add_to_totals(ReceiverTotals& totals, const Event& event) {
   const std::uint64_t numbers = event.last - event.first + 1;
   if (event.kind == EventKind::message) {

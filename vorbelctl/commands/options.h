@@ -13,6 +13,7 @@ namespace vorbelctl {
 
 struct ControlOptions {
   std::vector<std::string> words;  // the command, or "-" alone for a script on standard input
+  std::string script;              // a file with commands; empty: there is none; "-": standard input
   bool raw = false;                // arguments are left to the bench, which takes what it cannot read as a default
   double timeout_s = 2;            // for each reply
 };
@@ -31,12 +32,27 @@ struct ListenOptions {
   double seconds = 0;           // 0: no limit
   double timeout_s = 10;        // silence after which nobody is there, or no more
   std::string format = "text";  // "text" or "json"
+  std::string pcap;             // a capture of what is received; empty: none is written
 };
 
 struct FetchOptions {
   std::uint64_t first = 0;
   std::uint16_t count = 1;
   double timeout_s = 0.25;  // silence after which an answer is complete, or none comes
+};
+
+struct ReplayOptions {
+  std::string file;
+  double speed = 1;  // times its own pace
+  bool as_fast_as_possible = false;
+  bool loop = false;
+  std::uint64_t from = 0;      // 0: from the first one
+  std::uint64_t to = 0;        // 0: to the last one
+  double linger_s = 5;         // how long requests are answered after the last packet
+  double seconds = 0;          // 0: no limit
+  std::string captured_group;  // where the feed was when it was captured; empty or 0: where it is sent
+  std::uint16_t captured_port = 0;
+  std::uint16_t captured_retrans_port = 0;
 };
 
 struct WaitOptions {
@@ -66,12 +82,14 @@ struct AuditOptions {
   double timeout_s = 5;    // silence after which nobody is there, or no more
   std::string html;        // empty: no page is written
   bool strict = false;     // a name in a handler's recording that cannot be compared is a discrepancy
+  std::string keep;        // a folder for all that the audit is about; empty: there is none
 };
 
 struct Options {
-  std::string program = "vorbelctl";  // what to type to run it again
-  std::string command;                // name of the chosen one
-  std::vector<std::string> given;     // names of the options that stood on the command line
+  std::string program = "vorbelctl";   // what to type to run it again
+  std::string command;                 // name of the chosen one
+  std::vector<std::string> given;      // names of the options that stood on the command line, or whose variable is set
+  std::vector<std::string> variables;  // those that said where the bench is, as "NAME=value"
   Addresses addresses;
   bool quiet = false;
   bool json = false;
@@ -79,13 +97,14 @@ struct Options {
   ReportOptions report;
   ListenOptions listen;
   FetchOptions fetch;
+  ReplayOptions replay;
   WaitOptions wait;
   DoctorOptions doctor;
   WatchOptions watch;
   AuditOptions audit;
 };
 
-// True when the option of that name ("--json") stood on the command line.
+// True when the option of that name ("--json") stood on the command line, or its variable is set.
 inline bool is_given(const Options& options, std::string_view name) {
   return std::find(options.given.begin(), options.given.end(), name) != options.given.end();
 }

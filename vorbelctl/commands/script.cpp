@@ -21,18 +21,27 @@ enum class Takes : std::uint8_t { nothing, number, cusip, cusip_and_reason, text
 struct ControlCommand {
   std::string_view name;
   Takes takes;
+  std::string_view says;
 };
 
 constexpr std::array control_commands{
-    ControlCommand{"pause", Takes::nothing},     ControlCommand{"resume", Takes::nothing},
-    ControlCommand{"drop", Takes::number},       ControlCommand{"dup", Takes::number},
-    ControlCommand{"reorder", Takes::number},    ControlCommand{"drop_every", Takes::number},
-    ControlCommand{"dup_every", Takes::number},  ControlCommand{"reorder_every", Takes::number},
-    ControlCommand{"rate", Takes::number},       ControlCommand{"cancel", Takes::number},
-    ControlCommand{"correct", Takes::number},    ControlCommand{"halt", Takes::cusip_and_reason},
-    ControlCommand{"resume_halt", Takes::cusip}, ControlCommand{"close", Takes::nothing},
-    ControlCommand{"mark", Takes::text},         ControlCommand{"stats", Takes::nothing},
-    ControlCommand{"stop", Takes::nothing},
+    ControlCommand{"pause", Takes::nothing, "no more trades are generated"},
+    ControlCommand{"resume", Takes::nothing, "they are again"},
+    ControlCommand{"drop", Takes::number, "the next N packets are dropped (default 1)"},
+    ControlCommand{"dup", Takes::number, "the next N packets are sent twice (default 1)"},
+    ControlCommand{"reorder", Takes::number, "the next N packets are held back (default 1)"},
+    ControlCommand{"drop_every", Takes::number, "every Nth packet is dropped; 0: none"},
+    ControlCommand{"dup_every", Takes::number, "every Nth packet is sent twice; 0: none"},
+    ControlCommand{"reorder_every", Takes::number, "every Nth packet is held back; 0: none"},
+    ControlCommand{"rate", Takes::number, "a trade is generated every N ms; 0: none"},
+    ControlCommand{"cancel", Takes::number, "the latest trade is cancelled, N times (default 1)"},
+    ControlCommand{"correct", Takes::number, "the latest trade is corrected, N times (default 1)"},
+    ControlCommand{"halt", Takes::cusip_and_reason, "the bond is halted (default T.1)"},
+    ControlCommand{"resume_halt", Takes::cusip, "the bond is resumed"},
+    ControlCommand{"close", Takes::nothing, "the session is closed"},
+    ControlCommand{"mark", Takes::text, "a mark is written into the truth file"},
+    ControlCommand{"stats", Takes::nothing, "the bench's counters are the reply"},
+    ControlCommand{"stop", Takes::nothing, "the bench ends"},
 };
 
 struct NameAndArgument {
@@ -71,6 +80,22 @@ std::string_view wanted_instead(Takes takes, std::string_view argument) {
       return is_cusip_and_reason(argument) ? "" : "a CUSIP and, where wanted, one blank and a reason without blanks";
     case Takes::text:
       return "";
+  }
+  return "";
+}
+
+std::string_view argument_name(Takes takes) {
+  switch (takes) {
+    case Takes::nothing:
+      return "";
+    case Takes::number:
+      return " N";
+    case Takes::cusip:
+      return " CUSIP";
+    case Takes::cusip_and_reason:
+      return " CUSIP [REASON]";
+    case Takes::text:
+      return " LABEL";
   }
   return "";
 }
@@ -128,6 +153,14 @@ std::vector<std::string> control_command_names() {
   std::vector<std::string> names;
   for (const ControlCommand& command : control_commands) names.emplace_back(command.name);
   return names;
+}
+
+std::string control_command_help() {
+  std::string help = "Control commands:\n";
+  for (const ControlCommand& command : control_commands) {
+    help += fmt::format("  {:<23}{}\n", fmt::format("{}{}", command.name, argument_name(command.takes)), command.says);
+  }
+  return help;
 }
 
 std::optional<std::uint64_t> amendments_asked_for(std::string_view command) {

@@ -33,6 +33,9 @@ std::string check_command(std::string_view command, bool raw);
 // The names of the commands that a bench knows.
 std::vector<std::string> control_command_names();
 
+// They, and what each does, a line each, as the help lists them.
+std::string control_command_help();
+
 // How many trades a "cancel" or "correct" asks a bench for, which reads a number as far as it goes and takes one
 // without a number. Nothing for other commands.
 std::optional<std::uint64_t> amendments_asked_for(std::string_view command);

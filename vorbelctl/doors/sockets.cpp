@@ -12,6 +12,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <utility>
 
 #include "btds/message_table.h"
@@ -61,12 +62,29 @@ void enlarge_buffer(const Socket& socket) {
 Socket open_towards(const std::string& host, std::uint16_t port, const std::string& door) {
   Socket socket = open_socket(SOCK_DGRAM);
   enlarge_buffer(socket);
+  set_option(socket, SOL_SOCKET, SO_TIMESTAMPNS, 1);
   const sockaddr_in address = make_address(host, port);
   if (connect(socket.number, as_any(address), sizeof address) != 0) {
     fail(fmt::format("cannot reach the {} port {}", door, endpoint(host, port)),
          "check the address and the route to it");
   }
   return socket;
+}
+
+std::uint64_t nanoseconds_of(const timespec& time) {
+  return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(time.tv_nsec);
+}
+
+// By the system's word; where it has none, now.
+std::uint64_t time_of_arrival(msghdr& message) {
+  timespec time{};
+  for (cmsghdr* extra = CMSG_FIRSTHDR(&message); extra != nullptr; extra = CMSG_NXTHDR(&message, extra)) {
+    if (extra->cmsg_level != SOL_SOCKET || extra->cmsg_type != SCM_TIMESTAMPNS) continue;
+    std::memcpy(&time, CMSG_DATA(extra), sizeof time);
+    return nanoseconds_of(time);
+  }
+  clock_gettime(CLOCK_REALTIME, &time);
+  return nanoseconds_of(time);
 }
 
 // Waits for a connection under way; returns 0 or the error number that it ended with.
@@ -86,6 +104,10 @@ DoorError::DoorError(const std::string& why, std::string what_to_do)
 
 SenderId make_sender(std::uint32_t address, std::uint16_t port) {
   return std::uint64_t{address} << 16U | port;
+}
+
+SenderId socket_at(const std::string& host, std::uint16_t port) {
+  return make_sender(ipv4_number(host), port);
 }
 
 std::string sender_text(SenderId sender) {
@@ -110,6 +132,7 @@ Descriptor::~Descriptor() {
 Socket join_feed(const Addresses& addresses) {
   Socket socket = open_socket(SOCK_DGRAM);
   set_option(socket, SOL_SOCKET, SO_REUSEADDR, 1);
+  set_option(socket, SOL_SOCKET, SO_TIMESTAMPNS, 1);
   enlarge_buffer(socket);
   const std::string where = endpoint(addresses.group, addresses.feed_port);
   // Bound to the group and not to all addresses: other groups on the same port stay out.
@@ -127,10 +150,9 @@ Socket join_feed(const Addresses& addresses) {
   return socket;
 }
 
-Socket open_feed_sender(const Addresses& addresses) {
+Socket open_feed_sender(const Addresses& addresses, std::uint8_t hops) {
   Socket socket = open_socket(SOCK_DGRAM);
   const unsigned char on = 1;
-  const unsigned char hops = 0;
   const sockaddr_in group = make_address(addresses.group, addresses.feed_port);
   if (!set_option(socket, IPPROTO_IP, IP_MULTICAST_IF, parse_address(addresses.interface)) ||
       !set_option(socket, IPPROTO_IP, IP_MULTICAST_LOOP, on) ||
@@ -138,6 +160,18 @@ Socket open_feed_sender(const Addresses& addresses) {
       connect(socket.number, as_any(group), sizeof group) != 0) {
     fail(fmt::format("there is no way to {} from {}", addresses.group, addresses.interface),
          "check the route to multicast groups with: ip route");
+  }
+  return socket;
+}
+
+Socket open_answers(const Addresses& addresses) {
+  Socket socket = open_socket(SOCK_DGRAM);
+  enlarge_buffer(socket);
+  const sockaddr_in address = make_address(addresses.host, addresses.retrans_port);
+  if (bind(socket.number, as_any(address), sizeof address) != 0) {
+    fail(fmt::format("cannot answer on the retransmission port {}", endpoint(addresses.host, addresses.retrans_port)),
+         fmt::format("--host must be an address of this machine; see who has the port with: ss -ulpn 'sport = :{}'",
+                     addresses.retrans_port));
   }
   return socket;
 }
@@ -179,30 +213,70 @@ bool send_datagram(const Socket& socket, std::string_view bytes) {
   return send(socket.number, bytes.data(), bytes.size(), MSG_NOSIGNAL) >= 0;
 }
 
-Arrival take_datagram(const Socket& socket, std::string& buffer) {
-  SenderId sender = 0;
-  return take_datagram(socket, buffer, sender);
+void send_whole(const Socket& socket, std::string_view bytes) {
+  while (!send_datagram(socket, bytes)) {
+    const bool is_full = errno == EAGAIN;
+    if (!is_full && errno != ENOBUFS && errno != EINTR) {
+      fail("the system refuses a packet to the feed", "look for what stands in the way with: vorbelctl doctor");
+    }
+    // A queue behind the socket does not tell when it has room again.
+    pollfd waiting{is_full ? socket.number : -1, POLLOUT, 0};
+    poll(&waiting, 1, is_full ? 100 : 1);
+  }
 }
 
-Arrival take_datagram(const Socket& socket, std::string& buffer, SenderId& sender) {
+bool answer_datagram(const Socket& socket, SenderId to, std::string_view bytes) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(to & 0xFFFFU));
+  address.sin_addr.s_addr = htonl(static_cast<std::uint32_t>(to >> 16U));
+  return sendto(socket.number, bytes.data(), bytes.size(), MSG_NOSIGNAL, as_any(address), sizeof address) >= 0;
+}
+
+Arrival take_datagram(const Socket& socket, std::string& buffer) {
+  Receipt receipt;
+  return take_datagram(socket, buffer, receipt);
+}
+
+Arrival take_datagram(const Socket& socket, std::string& buffer, Receipt& receipt) {
   constexpr std::size_t largest_datagram = 65535;
   buffer.resize(largest_datagram);
   sockaddr_in from{};
-  socklen_t from_length = sizeof from;
-  const ssize_t length =
-      recvfrom(socket.number, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&from), &from_length);
-  sender = length < 0 ? 0 : make_sender(ntohl(from.sin_addr.s_addr), ntohs(from.sin_port));
+  iovec bytes{buffer.data(), buffer.size()};
+  alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(timespec))> extras;
+  msghdr message{};
+  message.msg_name = &from;
+  message.msg_namelen = sizeof from;
+  message.msg_iov = &bytes;
+  message.msg_iovlen = 1;
+  message.msg_control = extras.data();
+  message.msg_controllen = extras.size();
+  const ssize_t length = recvmsg(socket.number, &message, 0);
   buffer.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
-  if (length >= 0) return Arrival::datagram;
-  return errno == ECONNREFUSED ? Arrival::refused : Arrival::nothing;
+  if (length < 0) return errno == ECONNREFUSED ? Arrival::refused : Arrival::nothing;
+  receipt = {make_sender(ntohl(from.sin_addr.s_addr), ntohs(from.sin_port)), time_of_arrival(message)};
+  return Arrival::datagram;
+}
+
+SenderId own_address(const Socket& socket) {
+  sockaddr_in own{};
+  socklen_t length = sizeof own;
+  getsockname(socket.number, reinterpret_cast<sockaddr*>(&own), &length);
+  return make_sender(ntohl(own.sin_addr.s_addr), ntohs(own.sin_port));
 }
 
 bool wait_readable(const std::vector<const Socket*>& sockets, int timeout_ms) {
+  return wait_readable_for(sockets, std::chrono::milliseconds(timeout_ms));
+}
+
+bool wait_readable_for(const std::vector<const Socket*>& sockets, std::chrono::nanoseconds timeout) {
   std::vector<pollfd> waiting;
   for (const Socket* socket : sockets) {
     if (socket->number >= 0) waiting.push_back({socket->number, POLLIN, 0});
   }
-  return poll(waiting.data(), waiting.size(), timeout_ms) > 0;
+  const auto whole = std::chrono::duration_cast<std::chrono::seconds>(timeout);
+  const timespec wait{whole.count(), (timeout - whole).count()};
+  return ppoll(waiting.data(), waiting.size(), &wait, nullptr) > 0;
 }
 
 }  // namespace vorbelctl

@@ -3,6 +3,7 @@
 // std::invalid_argument); nobody above this file sees an error number.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -43,15 +44,21 @@ SenderId make_sender(std::uint32_t address, std::uint16_t port);  // both in hos
 // "address:port"; empty where it is not known.
 std::string sender_text(SenderId sender);
 
+// The other way round, from an address as text, which must be one.
+SenderId socket_at(const std::string& host, std::uint16_t port);
+
 // What a receive buffer is made as large as, where the system allows it.
 inline constexpr int wanted_buffer = 4 << 20;
 
 // Joins the group on the interface and listens on the feed port beside whoever else does, with a large buffer.
 Socket join_feed(const Addresses& addresses);
 
-// Sends to the feed's group and port as a bench on this machine does: out of the interface, looped back; what is sent
-// does not leave the machine.
-Socket open_feed_sender(const Addresses& addresses);
+// Sends to the feed's group and port as a bench on this machine does: out of the interface, looped back. `hops`: over
+// how many networks it goes; 0: it does not leave the machine, 1: as a bench's packets do.
+Socket open_feed_sender(const Addresses& addresses, std::uint8_t hops = 0);
+
+// Takes retransmission requests in place of a bench.
+Socket open_answers(const Addresses& addresses);
 
 // An unbound socket that sends to the retransmission port and takes answers from there alone.
 Socket open_requests(const Addresses& addresses);
@@ -69,18 +76,34 @@ std::uint16_t messages_per_request(const Socket& socket);
 // Sends one datagram; false when the system refused, which on a connected socket tells of a port that is closed.
 bool send_datagram(const Socket& socket, std::string_view bytes);
 
+// Sends one datagram, however long the system takes to take it. Throws a DoorError when it refuses.
+void send_whole(const Socket& socket, std::string_view bytes);
+
+// Sends one datagram over a socket that is not connected; false as above.
+bool answer_datagram(const Socket& socket, SenderId to, std::string_view bytes);
+
 enum class Arrival : std::uint8_t {
   datagram,
   nothing,
   refused  // the other end says that its port is closed
 };
 
-// Takes the next waiting datagram into `buffer` (resized to it; up to 65535 bytes) and says who sent it.
-Arrival take_datagram(const Socket& socket, std::string& buffer, SenderId& sender);
+// Of a datagram: who sent it, and when the system took it in, by the wall clock.
+struct Receipt {
+  SenderId sender = 0;
+  std::uint64_t at_ns = 0;
+};
+
+// Takes the next waiting datagram into `buffer` (resized to it; up to 65535 bytes).
+Arrival take_datagram(const Socket& socket, std::string& buffer, Receipt& receipt);
 Arrival take_datagram(const Socket& socket, std::string& buffer);
+
+// What the socket itself is bound to.
+SenderId own_address(const Socket& socket);
 
 // Waits until one of the sockets can be read or `timeout_ms` have passed; a signal ends the wait early. Returns whether
 // one can be read. Sockets of -1 are skipped.
 bool wait_readable(const std::vector<const Socket*>& sockets, int timeout_ms);
+bool wait_readable_for(const std::vector<const Socket*>& sockets, std::chrono::nanoseconds timeout);
 
 }  // namespace vorbelctl

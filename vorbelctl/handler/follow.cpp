@@ -14,15 +14,19 @@ namespace {
 void take_waiting(Follower& follower, const Socket& socket, Channel channel, std::uint64_t now_ms) {
   constexpr int most_at_once = 256;
   for (int i = 0; i < most_at_once; ++i) {
-    SenderId sender = 0;
-    const Arrival arrival = take_datagram(socket, follower.buffer, sender);
+    Receipt receipt;
+    const Arrival arrival = take_datagram(socket, follower.buffer, receipt);
     if (arrival == Arrival::nothing) {
       if (channel == Channel::feed) follower.feed_empty_ms = now_ms;
       return;
     }
     if (channel == Channel::answer) follower.requests_refused = arrival == Arrival::refused;
     if (arrival != Arrival::datagram) continue;
-    const bool of_run = take_packet(follower.receiver, follower.buffer, channel, now_ms, sender);
+    if (follower.capture.file) {
+      const SenderId to = channel == Channel::feed ? follower.feed_address : own_address(socket);
+      write_datagram(follower.capture, follower.buffer, receipt.sender, to, receipt.at_ns);
+    }
+    const bool of_run = take_packet(follower.receiver, follower.buffer, channel, now_ms, receipt.sender);
     if (of_run && follower.overhear) follower.overhear(follower.buffer, follower.feed_empty_ms);
   }
 }
@@ -39,6 +43,7 @@ Follower follow_feed(const Addresses& addresses, ReceiverSettings settings) {
   Follower follower;
   follower.receiver = make_receiver(settings);
   follower.feed = join_feed(addresses);
+  follower.feed_address = socket_at(addresses.group, addresses.feed_port);
   if (settings.recover) open_way_back(follower, addresses);
   return follower;
 }
@@ -77,6 +82,7 @@ std::vector<Event> pump(Follower& follower, int timeout_ms) {
   const std::uint64_t now_ms = vorbeld::monotonic_ms();
   if (follower.feed.number >= 0) take_waiting(follower, follower.feed, Channel::feed, now_ms);
   if (follower.requests.number >= 0) take_waiting(follower, follower.requests, Channel::answer, now_ms);
+  if (follower.capture.file) follower.captured_all = flush_pcap(follower.capture) && follower.captured_all;
   if (const auto request = tick(follower.receiver, now_ms)) {
     const auto bytes = request_bytes(follower.receiver.settings.session, *request);
     send_datagram(follower.requests, {bytes.data(), bytes.size()});

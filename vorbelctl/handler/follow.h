@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "vorbelctl/doors/sockets.h"
+#include "vorbelctl/handler/pcap_writer.h"
 #include "vorbelctl/handler/receiver.h"
 
 namespace vorbelctl {
@@ -24,6 +25,9 @@ struct Follower {
   Socket requests;                // -1: the receiver does not recover
   bool requests_refused = false;  // the retransmission port said that it is closed, the last time it was asked
   std::string buffer;
+  PcapWriter capture;               // takes every datagram before it is looked at; without a file: nothing is kept
+  bool captured_all = true;         // false: something could not be written
+  SenderId feed_address = 0;        // group and port
   Overhear overhear;                // empty: nobody does
   std::uint64_t feed_empty_ms = 0;  // monotonic; when nothing waited at the feed's socket last
 };

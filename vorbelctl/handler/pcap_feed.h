@@ -22,8 +22,8 @@ struct PcapTotals {
   bool ends_early = false;    // the file ends within a frame, which is left out, or within packed bytes
 };
 
-// One datagram; the bytes are valid during the call. `at_ms` is wall-clock time.
-using TakeDatagram = std::function<void(std::string_view bytes, Channel channel, std::uint64_t at_ms, SenderId sender)>;
+// One datagram; the bytes are valid during the call. `at_ns` is wall-clock time, as exact as the file has it.
+using TakeDatagram = std::function<void(std::string_view bytes, Channel channel, std::uint64_t at_ns, SenderId sender)>;
 
 // Reads the whole file, as open_input does: Ethernet (also tagged), Linux cooked (both versions), loopback and raw IP
 // links; IPv4. Fragments and all other packets are passed over. Throws std::invalid_argument when the file cannot be

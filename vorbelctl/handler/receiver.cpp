@@ -73,6 +73,7 @@ void deliver(Receiver& receiver, std::uint64_t now_ms) {
     receiver.held_bytes -= node.mapped().bytes.size();
     Event& event = add_event(receiver, EventKind::message, now_ms, receiver.next, receiver.next);
     event.via = node.mapped().via;
+    event.came_ms = node.mapped().came_ms;
     event.text = std::move(node.mapped().bytes);
     remember(receiver.delivered, receiver.next, event.text);
     ++receiver.totals.messages;
@@ -188,7 +189,7 @@ void take_message(Receiver& receiver, std::uint64_t sequence, std::string_view b
   learn_end(receiver, sequence, now_ms);
   receiver.end = std::max(receiver.end, sequence + 1);
   const Via via = channel == Channel::answer ? Via::recovered : late ? Via::late : Via::live;
-  receiver.held.emplace(sequence, Held{std::string(bytes), via});
+  receiver.held.emplace(sequence, Held{std::string(bytes), via, now_ms});
   receiver.held_bytes += bytes.size();
   if (channel == Channel::answer) note_answer(receiver, now_ms);
   deliver(receiver, now_ms);

@@ -67,6 +67,7 @@ struct Event {
   EventKind kind = EventKind::message;
   std::uint64_t at_ms = 0;  // the time handed in with the packet, or with the tick; of a gap that closed: when its last
                             // number came or was given up, though it is told in the order of the numbers
+  std::uint64_t came_ms = 0;  // of a message: when it came itself; before `at_ms` where it was held behind a gap
   std::uint64_t first = 0;
   std::uint64_t last = 0;
   std::uint64_t open_ms = 0;  // from the first sign of the gap to its own last number, whatever else is missing
@@ -112,6 +113,7 @@ struct Gap {
 struct Held {
   std::string bytes;
   Via via = Via::live;
+  std::uint64_t came_ms = 0;
 };
 
 // Numbers below `next` are settled, those from `next` up to `end` are held or missing, and nothing is known of those

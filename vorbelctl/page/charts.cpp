@@ -147,6 +147,19 @@ std::string span_lane(const Axis& axis, const std::string& name, const std::stri
   return lane + "</svg>";
 }
 
+std::string milestone_lane(const History& history, const Axis& axis) {
+  std::string lane =
+      "<div class=\"lane-name\">marks<b>" + grouped(history.milestones_total) +
+      "</b></div><svg class=\"lane mark\" role=\"img\" aria-label=\"marks: " + grouped(history.milestones_total) +
+      "\">";
+  for (const Milestone& milestone : history.milestones) {
+    const std::string x = at_time(axis, milestone.at_ms);
+    lane += "<line x1=\"" + x + "\" x2=\"" + x + "\" y1=\"0\" y2=\"100%\">" +
+            title(milestone.what + ", " + moment_of_day(milestone.at_ms)) + "</line>";
+  }
+  return lane + "</svg>";
+}
+
 std::string close_line(const History& history, const Axis& axis) {
   if (history.close_ms == 0) return "";
   const std::string x = at_time(axis, history.close_ms);
@@ -309,6 +322,9 @@ std::string timeline(const History& history, bool on_the_wire) {
     html += fault_lane(history, axis, "duplicates", "duplicate",
                        [](const TimelineSlice& slice) { return slice.duplicates; });
   }
+  html += fault_lane(history, axis, "discrepancies", "lost",
+                     [](const TimelineSlice& slice) { return slice.discrepancies; });
+  html += milestone_lane(history, axis);
   html += span_lane(axis, "halts", "halt", history.halts);
   html += span_lane(axis, "idle", "idle", history.idles);
   std::vector<TimeSpan> close;

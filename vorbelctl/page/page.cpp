@@ -121,7 +121,8 @@ std::string discrepancies_part(const Outcome& outcome) {
 std::string timeline_part(const Outcome& outcome) {
   return "<section id=\"timeline\"><h2>Timeline</h2><p class=\"note\">By the time at which messages were sent, feed "
          "local "
-         "time. A lane below is coloured where something of its kind happened.</p><div class=\"card\">" +
+         "time. A lane below is coloured where something of its kind happened; a mark is a halt, a resume, a control "
+         "message or what the control port wrote as one.</p><div class=\"card\">" +
          page::timeline(outcome.audit.history, outcome.audit.on_the_wire) + "</div></section>";
 }
 
@@ -205,7 +206,7 @@ std::string fault_row(const Fault& fault) {
   std::string numbers;
   if (fault.first != 0) numbers = "#" + std::to_string(fault.first);
   if (fault.last != fault.first) numbers += " to #" + std::to_string(fault.last);
-  return "<td class=\"when\">" + page::time_of_day(fault.at_ms) + "</td><td class=\"kind " + meaning_of(fault.kind) +
+  return "<td class=\"when\">" + page::moment_of_day(fault.at_ms) + "</td><td class=\"kind " + meaning_of(fault.kind) +
          "\"><span>" + std::string(fault_name(fault.kind)) + "</span></td><td>" + numbers +
          "</td><td class=\"number\">" + (is_gap ? page::duration(fault.open_ms) : "") + "</td><td>" +
          end_of_fault(fault) + "</td>";

@@ -68,6 +68,7 @@ line.close { stroke: var(--close); stroke-width: 1; stroke-dasharray: 3 3; }
 .lane-name b { font-weight: 600; color: var(--ink); }
 .lane { width: 100%; height: 0.7rem; margin: 0.28rem 0; display: block; background: var(--grid); border-radius: 2px; }
 .lane.lost { fill: var(--lost); } .lane.disorder { fill: var(--disorder); } .lane.duplicate { fill: var(--duplicate); }
+.lane.mark { stroke: var(--ink); stroke-width: 2; }
 .lane.halt { fill: var(--halt); } .lane.idle { fill: var(--idle); } .lane.close { fill: var(--close); }
 .scale { position: relative; height: 1.4rem; margin-top: 0.1rem; color: var(--soft); font-size: 0.78rem; }
 .tick { position: absolute; transform: translateX(-50%); white-space: nowrap; }

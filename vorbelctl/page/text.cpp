@@ -39,6 +39,12 @@ std::string time_of_day(std::int64_t utc_ms) {
   return digits.substr(8, 2) + ":" + digits.substr(10, 2) + ":" + digits.substr(12, 2);
 }
 
+std::string moment_of_day(std::int64_t utc_ms) {
+  std::string text = time_of_day(utc_ms);
+  if (text.empty()) return text;
+  return text + "." + std::to_string(1000 + utc_ms % 1000).substr(1);
+}
+
 std::string date_and_time(std::int64_t utc_ms) {
   const std::string digits = local_date_time(utc_ms / 1000);
   if (digits.empty()) return "";

@@ -14,6 +14,9 @@ std::string escaped(std::string_view text);
 // "14:05:09", feed local time, of a UTC time; "" outside the years 1 to 9999.
 std::string time_of_day(std::int64_t utc_ms);
 
+// The same with milliseconds: "14:05:09.123"; of times from 1970 on.
+std::string moment_of_day(std::int64_t utc_ms);
+
 // "Monday"-less date and time: "2024-07-01 14:05:09", feed local time.
 std::string date_and_time(std::int64_t utc_ms);
 

@@ -59,6 +59,38 @@ TEST(History, CountsMessagesBySecond) {
   EXPECT_EQ(history.begin_ms, begin_ms);
 }
 
+TEST(History, MarksWhatTheBenchWasTold) {
+  History history;
+  note_message(history, halt_at(begin_s, 'H'), 0);
+  Reconciled labelled = halt_at(begin_s + 2, 'R');
+  labelled.labels = {"half way"};
+  note_missing(history, labelled);
+  ASSERT_EQ(history.milestones.size(), 3U);
+  EXPECT_EQ(history.milestones[0].what, "halt 345370CS9");
+  EXPECT_EQ(history.milestones[1].what, "mark half way");
+  EXPECT_EQ(history.milestones[2].what, "resume 345370CS9");
+  EXPECT_EQ(history.milestones[2].at_ms, begin_ms + 2000);
+}
+
+TEST(History, KeepsTheFirstMarksAndCountsThemAll) {
+  History history;
+  for (std::size_t i = 0; i < most_milestones_listed + 7; ++i) note_message(history, halt_at(begin_s, 'H'), 0);
+  EXPECT_EQ(history.milestones.size(), most_milestones_listed);
+  EXPECT_EQ(history.milestones_total, most_milestones_listed + 7);
+}
+
+TEST(History, CountsDiscrepanciesWhereTheyTurnedUp) {
+  History history;
+  Reconciled wrong = trade_at(begin_s, 98);
+  wrong.found = 2;
+  note_turned_up(history, wrong);  // the run has not begun: there is no place for them
+  note_message(history, wrong, 0);
+  wrong.sent_s = 0;  // not known: it stands where the message before does
+  note_message(history, wrong, 0);
+  for (int second = 0; second < 1000; ++second) note_message(history, trade_at(begin_s + second, 98), 0);
+  EXPECT_EQ(history.timeline.slices[0].discrepancies, 4U);
+}
+
 TEST(History, DoublesItsSlicesInsteadOfGrowing) {
   History history;
   for (int second = 0; second < 1000; ++second) note_message(history, trade_at(begin_s + second, 98), 0);

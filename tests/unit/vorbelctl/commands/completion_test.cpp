@@ -24,10 +24,11 @@ Words sorted(Words words) {
 }
 
 TEST(Completion, OffersTheCommandsFirst) {
-  EXPECT_EQ(complete_last({""}).words.size(), all_commands().size() + 2);
+  EXPECT_EQ(complete_last({""}).words.size(), all_commands().size() + 3);
   EXPECT_EQ(sorted(complete_last({"wa"}).words), (Words{"wait", "watch"}));
   EXPECT_EQ(complete_last({"--v"}).words, Words{"--version"});
   EXPECT_EQ(complete_last({"--help", "fe"}).words, Words{"fetch"});
+  EXPECT_EQ(complete_last({"help", ""}).words.size(), all_commands().size());
 }
 
 TEST(Completion, OffersTheOptionsOfTheCommand) {
@@ -62,8 +63,8 @@ TEST(Completion, OffersFilesWhereOneIsWanted) {
 }
 
 TEST(Completion, TakesAnyPlaceAndAnyLine) {
-  EXPECT_EQ(complete_words({}, 0).words.size(), all_commands().size() + 2);
-  EXPECT_EQ(complete_words({}, 1000000).words.size(), all_commands().size() + 2);
+  EXPECT_EQ(complete_words({}, 0).words.size(), all_commands().size() + 3);
+  EXPECT_EQ(complete_words({}, 1000000).words.size(), all_commands().size() + 3);
   EXPECT_EQ(complete_words({"vorbelctl", "wait"}, 2).words, Words{});
   EXPECT_EQ(complete_words({"vorbelctl", "wa", "behind"}, 1).words.size(), 2U);
 }

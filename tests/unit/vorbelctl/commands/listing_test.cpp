@@ -176,5 +176,15 @@ TEST(Totals, CountWhatWasShown) {
             R"(,"altered":0,"second_senders":0,"ignored":0,"began_again":0})");
 }
 
+TEST(Fields, EndWithTheTimeOfReceiptByTheWallClock) {
+  Event came = message(sample::control());
+  came.came_ms = 70;
+  came.at_ms = 90;  // it was held behind a gap
+  EXPECT_EQ(timed_event_fields(came, 1700000000100, 100).back(), (FieldValue{"received_ms", 1700000000070U}));
+  Event gap = tidings(EventKind::gap, 43, 45);
+  gap.at_ms = 90;
+  EXPECT_EQ(timed_event_fields(gap, 1700000000100, 100).back(), (FieldValue{"received_ms", 1700000000090U}));
+}
+
 }  // namespace
 }  // namespace vorbelctl

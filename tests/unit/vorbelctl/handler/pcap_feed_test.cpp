@@ -57,7 +57,7 @@ struct Reading {
   PcapTotals totals;
   std::vector<std::string> feed;
   std::vector<std::string> answers;
-  std::uint64_t last_ms = 0;
+  std::uint64_t last_ns = 0;
   SenderId sender = 0;  // of the last datagram
 };
 
@@ -66,10 +66,10 @@ Reading read_file(const std::string& file) {
   const auto path = folder.path / "feed.pcap";
   vorbeld::write_file(path, file);
   Reading reading;
-  const auto take = [&](std::string_view bytes, Channel channel, std::uint64_t at_ms, SenderId sender) {
+  const auto take = [&](std::string_view bytes, Channel channel, std::uint64_t at_ns, SenderId sender) {
     reading.sender = sender;
     (channel == Channel::feed ? reading.feed : reading.answers).emplace_back(bytes);
-    reading.last_ms = at_ms;
+    reading.last_ns = at_ns;
   };
   reading.totals = read_pcap(path.string(), {}, take);
   return reading;
@@ -104,8 +104,12 @@ TEST(Capture, HoldsTheAnswersOfTheRetransmissionPortToo) {
   EXPECT_EQ(reading.totals.answers, 1U);
 }
 
-TEST(Capture, TellsWhenADatagramCameInMilliseconds) {
-  EXPECT_EQ(read_file(file_header(raw_ip) + record(udp("packet"), 1700000000, 123999)).last_ms, 1700000000123U);
+TEST(Capture, TellsWhenADatagramCameInNanoseconds) {
+  const std::string packet = record(udp("packet"), 1700000000, 123999);
+  EXPECT_EQ(read_file(file_header(raw_ip) + packet).last_ns, 1700000000123999000U);
+  std::string finer = file_header(raw_ip);
+  finer.replace(0, 4, "\x4d\x3c\xb2\xa1"s);
+  EXPECT_EQ(read_file(finer + packet).last_ns, 1700000000000123999U);
 }
 
 TEST(Capture, LeavesOutWhatIsNeither) {

@@ -77,10 +77,12 @@ std::unique_ptr<Outcome> largest_figures() {
   History& history = outcome->audit.history;
   for (TimelineSlice& slice : history.timeline.slices) {
     slice.messages = 1'234'567'890;
-    slice.lost = slice.tails = slice.out_of_order = slice.duplicates = largest / 100;
+    slice.lost = slice.tails = slice.out_of_order = slice.duplicates = slice.discrepancies = largest / 100;
   }
   history.halts.assign(most_spans_listed, {noon_ms, 0, cusip_of(0)});
   history.idles.assign(most_spans_listed, {noon_ms + 1000, noon_ms + 2000, ""});
+  history.milestones.assign(most_milestones_listed, {noon_ms, "mark " + std::string(255, 'W')});
+  history.milestones_total = largest;
   history.close_ms = history.end_ms;
   history.faults_total = largest;
   history.longest_open_ms = largest;

@@ -11,6 +11,11 @@
 namespace vorbelctl::page {
 namespace {
 
+TEST(MomentOfDay, HasMilliseconds) {
+  EXPECT_EQ(moment_of_day(1719842709007), "10:05:09.007");
+  EXPECT_EQ(moment_of_day(std::int64_t{1} << 60), "");
+}
+
 TEST(PageText, EscapesWhatHtmlWouldRead) {
   EXPECT_EQ(escaped("<b a=\"1\">&</b>"), "&lt;b a=&quot;1&quot;&gt;&amp;&lt;/b&gt;");
   EXPECT_EQ(escaped("a\tb\xff"), "a\\x09b\\xff");

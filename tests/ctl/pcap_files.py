@@ -95,3 +95,22 @@ def of_answer(run, number, count, at_ns):
     """What the retransmission port sends for a request, in one datagram."""
     data = packed(number, *(run.messages[each] for each in range(number, number + count)))
     return Datagram(at_ns, data, "127.0.0.1", 50000, from_port=run.doors.retrans)
+
+
+def lost_numbers(run):
+    """Numbers that the feed never carried."""
+    live = set()
+    for _, data in run.arrivals:
+        packet = wire.parse_packet(data)
+        live.update(range(packet.sequence, packet.sequence + len(packet.messages)))
+    return sorted(set(run.messages) - live)
+
+
+def with_answers(run, delay_ns=50_000_000):
+    """The feed as it came, with an answer from the retransmission port for every loss, a little after it."""
+    datagrams = of_arrivals(run)
+    for number in lost_numbers(run):
+        noticed = next(each for each in datagrams
+                       if each.port == run.doors.feed and wire.parse_packet(each.data).sequence > number)
+        datagrams.append(of_answer(run, number, 1, noticed.at_ns + delay_ns))
+    return sorted(datagrams, key=lambda each: each.at_ns)

@@ -1,0 +1,30 @@
+#include "vorbelctl/audit/slices.h"
+
+#include <algorithm>
+
+namespace vorbelctl {
+namespace {
+
+// `reached`: the offset of the first line that was not used.
+void copy_run(LineReader& file, std::uint64_t reached, bool to_the_end, std::ostream& out) {
+  const std::uint64_t end = to_the_end ? std::max(reached, file.run.end) : reached;
+  constexpr std::uint64_t block = 1 << 16;
+  for (std::uint64_t at = file.run.at; at < end; at += block) {
+    out << read_bytes(file, at, static_cast<std::size_t>(std::min(block, end - at)));
+  }
+}
+
+}  // namespace
+
+void copy_truth(Truth& truth, bool to_the_end, std::ostream& out) {
+  const std::uint64_t next_at = truth.ahead.empty() ? truth.file.next_at : truth.ahead.front().at;
+  const std::uint64_t reached = truth.entry.there ? truth.entry.line_at : next_at;
+  copy_run(truth.file, std::min(reached, truth.other_run_at), to_the_end, out);
+}
+
+void copy_tape(Tape& tape, bool to_the_end, std::ostream& out) {
+  const std::uint64_t reached = tape.there || tape.ended ? tape.line_at : tape.file.next_at;
+  copy_run(tape.file, reached, to_the_end, out);
+}
+
+}  // namespace vorbelctl
