@@ -200,15 +200,13 @@ void settle_waiting(Course& course, std::optional<std::uint64_t> following) {
   Waiting waiting = std::exchange(course.waiting, {});
   Entry& first = waiting.front();
   const std::uint64_t sequence = *first.sequence;
+  const bool is_early = following == course.next && sequence > course.next + 1 && course.early.size() < most_skips_kept;
   if (is_misnumbered(course, first, following)) {
     take_as_due(course, first);
-  } else if (following == course.next && sequence > course.next + 1 && course.early.size() < most_skips_kept) {
+  } else if (is_early) {
     differ(course, course.next, "seq", std::to_string(course.next), std::to_string(sequence) + " before its turn");
     first.book.clear();  // of that time, and not of its turn
     course.early.emplace(sequence, std::move(first));
-    waiting.erase(waiting.begin());
-    for (const Entry& entry : waiting) take_entry(course, entry);
-    return;
   } else {
     take_entry(course, first);
   }
