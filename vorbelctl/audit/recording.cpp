@@ -34,8 +34,8 @@ struct Entry {
 struct OtherEvent {
   std::string name;
   const vorbeld::KindRow* row =
-      nullptr;    // of the kind that is likely meant; null: none is, so its lines are of no message
-  Cause cause{};  // of those that are taken for messages: the first one's discrepancy
+      nullptr;                   // of the kind that is likely meant; null: none is, so its lines are of no message
+  std::optional<Cause> cause{};  // of those that are taken for messages: the first one's discrepancy
   std::vector<std::uint64_t> numbers{};  // of those that are not: what stands in their lines; at most most_skips_kept
 };
 
@@ -239,7 +239,7 @@ void settle_event(Course& course, Entry& entry) {
   }
   Audit& audit = course.audit;
   Discrepancies& discrepancies = audit.reconciliation.discrepancies;
-  if (is_new) {
+  if (!is_kept || !other->cause) {
     const Cause cause = note(discrepancies, {*entry.sequence, "event", Source::rule, std::string(entry.row->name),
                                              Source::recording, shown(entry.other_event)});
     if (is_kept) other->cause = cause;
@@ -248,7 +248,7 @@ void settle_event(Course& course, Entry& entry) {
                      std::string(entry.row->name) + "\"?";
     }
   } else {
-    note_follow_up(discrepancies, other->cause);
+    note_follow_up(discrepancies, *other->cause);
   }
 }
 
@@ -262,11 +262,12 @@ void take_in_order(Course& course, Entry&& entry) {
   if (!course.waiting.empty()) settle_waiting(course, entry.sequence);
   take_early(course);
   if (entry.sequence == course.next) course.misnumbered_by = 0;
-  if (!entry.sequence || entry.sequence == course.next) {
-    take_entry(course, entry);
-  } else if (*entry.sequence > course.next) {
+  if (entry.sequence && *entry.sequence > course.next) {
     course.waiting.push_back(std::move(entry));
-  } else if (is_misnumbered(course, entry, std::nullopt)) {
+    return;
+  }
+  const bool goes_back = entry.sequence && *entry.sequence < course.next;
+  if (goes_back && is_misnumbered(course, entry, std::nullopt)) {
     take_as_due(course, entry);
   } else {
     take_entry(course, entry);
