@@ -48,8 +48,10 @@ def test_a_wrong_number_of_any_kind_is_one_discrepancy(right, judge, kind):
     assert (status, found(verdict)) == (1, [(number, "seq", str(number), str(number + 1000))]), auditing.explain(verdict)
 
 
-@pytest.mark.parametrize(("first", "by"), [(100, 1), (100, -1), (1, -1), (1, 1), (300, 1000), (629, 5)])
+@pytest.mark.parametrize(("first", "by"), [("trade", 1), ("trade", -1), ("control", -1), ("control", 1),
+                                             ("cancel", 1000), ("correction", -3), ("summary", 5)])
 def test_numbers_that_are_wrong_by_as_much_from_one_on_are_one_discrepancy(right, judge, first, by):
+    first = next(line["seq"] for line in right if line["event"] == first and (line["seq"] > 90 or first == "control"))
     lines = [{**line, "seq": line["seq"] + by * (line["seq"] >= first)} for line in right]
     status, verdict = judge(lines)
     expected = [(min(first, first + by), "seq", str(first), str(first + by))]
@@ -101,6 +103,12 @@ def test_an_event_that_the_bench_does_not_have_is_named_once(right, judge, name)
     assert verdict["follow_ups"] == len(trades) - 1
     reason = f'event "{name}" is not one of the bench\'s; did you mean "trade"?'
     assert verdict["likely"] == reason and verdict["sentence"].startswith(reason + "; 1 discrepancy in ")
+
+
+def test_an_event_that_first_comes_without_a_number_is_named_all_the_same(right, judge):
+    lines = [{"event": "TRADE"}, *({**line, "event": "TRADE"} if line["seq"] == 3 else line for line in right)]
+    status, verdict = judge(lines)
+    assert (status, found(verdict)) == (1, [(3, "event", "trade", "TRADE")])
 
 
 def test_a_wrong_field_under_another_event_is_found_too(right, judge):

@@ -107,9 +107,9 @@ std::optional<Cause> doubt_of_original(Step& step) {
 
 // What of a handler's line fits a record, as far as the record alone tells.
 struct FitCount {
-  bool all = true;          // everything
-  bool names_it = false;    // the trade's id, or the amended trade's
-  bool tells_type = false;  // the type
+  bool all = true;        // everything
+  bool names_it = false;  // the trade's id, or the amended trade's
+  bool tells_it = false;  // the type of a control message, the bond of a summary: a day has one of each
 };
 
 FitCount count_fitting(const TruthRecord& record, const Claims& claims) {
@@ -125,7 +125,8 @@ FitCount count_fitting(const TruthRecord& record, const Claims& claims) {
     count.all = count.all && agreed;
     const bool names = field.id == FieldId("trade_id").id || field.id == FieldId("original_id").id;
     count.names_it = count.names_it || (names && agreed && expectation.message.cells[field.id].said);
-    count.tells_type = count.tells_type || field.id == FieldId("type").id;
+    const std::uint8_t its_own = record.row->kind == Kind::control ? FieldId("type").id : FieldId("cusip").id;
+    count.tells_it = count.tells_it || field.id == its_own;
   };
   compare_claims(expectation, claims, compare, [](const std::string& /*name*/) {});
   return count;
@@ -558,7 +559,8 @@ Fit fit_to_record(Reconciliation& all, std::uint64_t sequence, const Received& r
   const FitCount fit = count_fitting(record, *received.claims);
   if (fit.names_it) return Fit::surely;
   if (!fit.all) return Fit::none;
-  return record.row->kind == Kind::control && fit.tells_type ? Fit::surely : Fit::likely;
+  const Kind kind = record.row->kind;
+  return (kind == Kind::control || kind == Kind::summary) && fit.tells_it ? Fit::surely : Fit::likely;
 }
 
 void hand_out(Reconciliation& all, Reconciled& reconciled) {

@@ -105,7 +105,7 @@ std::optional<Reconciled> reconcile(Reconciliation& reconciliation, std::uint64_
 enum class Fit : std::uint8_t {
   none,    // it says something else
   likely,  // it says nothing else, and no more than other messages do
-  surely   // it tells the trade, or the control message, and no other does
+  surely   // it tells the trade, the summary or the control message, and no other does
 };
 
 // How well it fits the record of the message `sequence`, which must be the next one to be reconciled; none where that

@@ -38,8 +38,8 @@ struct Entry {
 struct OtherEvent {
   std::string name;
   const vorbeld::KindRow* row =
-      nullptr;    // of the kind that is likely meant; null: none is, so its lines are of no message
-  Cause cause{};  // of those that are taken for messages: the first one's discrepancy
+      nullptr;                   // of the kind that is likely meant; null: none is, so its lines are of no message
+  std::optional<Cause> cause{};  // of those that are taken for messages: the first one's discrepancy
   std::vector<std::uint64_t> numbers{};  // of those that are not: what stands in their lines; at most most_skips_kept
 };
 
@@ -232,15 +232,13 @@ void settle_waiting(Course& course, std::optional<std::uint64_t> following) {
   Waiting waiting = std::exchange(course.waiting, {});
   Entry& first = waiting.front();
   const std::uint64_t sequence = *first.sequence;
+  const bool is_early = following == course.next && sequence > course.next + 1 && course.early.size() < most_skips_kept;
   if (is_misnumbered(course, first, following)) {
     take_as_due(course, first);
-  } else if (following == course.next && sequence > course.next + 1 && course.early.size() < most_skips_kept) {
+  } else if (is_early) {
     differ(course, course.next, "seq", std::to_string(course.next), std::to_string(sequence) + " before its turn");
     first.book.clear();  // of that time, and not of its turn
     course.early.emplace(sequence, std::move(first));
-    waiting.erase(waiting.begin());
-    for (const Entry& entry : waiting) take_entry(course, entry);
-    return;
   } else {
     take_entry(course, first);
   }
@@ -273,7 +271,7 @@ void settle_event(Course& course, Entry& entry) {
   }
   Audit& audit = course.audit;
   Discrepancies& discrepancies = audit.reconciliation.discrepancies;
-  if (is_new) {
+  if (!is_kept || !other->cause) {
     const Cause cause = note(discrepancies, {*entry.sequence, "event", Source::rule, std::string(entry.row->name),
                                              Source::recording, shown(entry.other_event)});
     if (is_kept) other->cause = cause;
@@ -282,7 +280,7 @@ void settle_event(Course& course, Entry& entry) {
                      std::string(entry.row->name) + "\"?";
     }
   } else {
-    note_follow_up(discrepancies, other->cause);
+    note_follow_up(discrepancies, *other->cause);
   }
 }
 
@@ -296,11 +294,12 @@ void take_in_order(Course& course, Entry&& entry) {
   if (!course.waiting.empty()) settle_waiting(course, entry.sequence);
   take_early(course);
   if (entry.sequence == course.next) course.misnumbered_by = 0;
-  if (!entry.sequence || entry.sequence == course.next) {
-    take_entry(course, entry);
-  } else if (*entry.sequence > course.next) {
+  if (entry.sequence && *entry.sequence > course.next) {
     course.waiting.push_back(std::move(entry));
-  } else if (is_misnumbered(course, entry, std::nullopt)) {
+    return;
+  }
+  const bool goes_back = entry.sequence && *entry.sequence < course.next;
+  if (goes_back && is_misnumbered(course, entry, std::nullopt)) {
     take_as_due(course, entry);
   } else {
     take_entry(course, entry);
