@@ -24,9 +24,9 @@ def right(run):
     return handler.believe(handler.Handler(), run)
 
 
-def finished(launch, *options):
+def finished(launch, *options, **settings):
     """The folder of a short run that is over."""
-    bench = launch("--rate-ms", 2, "--quiet", *options)
+    bench = launch("--rate-ms", 2, "--quiet", *options, **settings)
     receiver.wait_for_sequence(bench.feed, 80, harness.bound(20))
     harness.stop(bench)
     return bench.folder
@@ -99,7 +99,7 @@ def test_the_truth_file_of_an_earlier_run_is_named(launch):
 
 
 def test_an_earlier_run_with_the_same_trades_is_told_by_its_time(launch):
-    truth = finished(launch) / "truth.jsonl"
+    truth = finished(launch, clock_shift_s=-100) / "truth.jsonl"
     os.utime(truth, (time.time() - 100,) * 2)
     bench = running(launch)
     for words in (("--offline",), ("--seconds", 1)):

@@ -119,7 +119,6 @@ std::string read_bytes(LineReader& file, std::uint64_t at, std::size_t count) {
 }
 
 void go_to_run(LineReader& file, const RunExtent& run) {
-  file.run = run;
   file.block.clear();
   file.block_at = file.next_at = run.at;
   file.next_number = run.number;

@@ -116,6 +116,7 @@ void compare_times(const LineComparison& comparison, const TapeLine& line, const
 void open_tape(Tape& tape, const std::string& path) {
   const RunExtent run = find_last_run(path, first_line_has);
   tape.file = open_reader(path);
+  tape.file.run = run;
   go_to_run(tape.file, run);
 }
 

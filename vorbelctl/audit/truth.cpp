@@ -109,6 +109,7 @@ void open_truth(Truth& truth, const std::string& path) {
   const RunExtent run = find_last_run(path, first_record_has);
   truth.file = open_reader(path);
   truth.last_known = run.last;
+  truth.file.run = run;
   go_to_run(truth.file, run);
 }
 
