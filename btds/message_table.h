@@ -341,6 +341,12 @@ inline constexpr char type_of(Kind kind) {
   return row_of(kind).types.front();
 }
 
+// True for messages that say how a bond's day stands, if only that nothing changed.
+constexpr bool tells_of_day(const KindRow& row) {
+  return std::any_of(row.fields.begin(), row.fields.end(),
+                     [](const MessageField& field) { return field.group == Group::day; });
+}
+
 // True when each kind stands at its place and its fields cover its bytes in order, without gap or overlap.
 consteval bool kinds_are_whole() {
   for (std::size_t place = 0; place < message_kinds.size(); ++place) {

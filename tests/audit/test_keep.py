@@ -169,7 +169,7 @@ def test_what_cannot_be_written_is_status_6_unless_something_is_amiss(run, tmp_p
     result = subprocess.run(limited, capture_output=True, text=True, timeout=harness.bound(30), check=False)
     assert result.returncode == wanted, result
     assert json.loads(result.stdout)["verdict"] == ("lost" if red else "equal")
-    assert result.stderr.startswith("vorbelctl: could not be written whole: ")
+    assert result.stderr.splitlines()[-1].startswith("vorbelctl: could not be written whole: ")
     for name in ("truth.jsonl", "page.html", "feed.pcap"):
         assert f"{tmp_path}/kept/{name}" in result.stderr
     assert f"{tmp_path}/kept/verdict.txt" not in result.stderr

@@ -33,6 +33,7 @@ std::string unmet(const Audit& audit, const Ends& ends) {
 
 TruthExtent read_extent(Truth& truth) {
   TruthExtent extent;
+  truth.unused_at = reached_at(truth);
   while (reach_entry(truth, true)) {
     const bool reads = truth.entry.wrong_key.empty();
     if (reads && closes(truth.entry.record)) extent.closing = truth.entry.sequence;

@@ -224,7 +224,7 @@ void compare_day(Reconciliation& all, BondState& bond, const DayOf& day) {
   if (kind == Kind::halt) bond.book.halted = cell(day.record, "action").text == "H";
   if (brings_trade(kind)) check_exactness(bond, day.record);
   const char change = count_message(bond.book, day.to_count);
-  if (kind == Kind::halt) return;
+  if (!vorbeld::tells_of_day(*day.record.row)) return;
   DayComparison comparison{all, day.sequence, bond.doubt};
   if (bond.exact) {
     ++all.days;

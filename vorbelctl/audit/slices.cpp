@@ -17,9 +17,7 @@ void copy_run(LineReader& file, std::uint64_t reached, bool to_the_end, std::ost
 }  // namespace
 
 void copy_truth(Truth& truth, bool to_the_end, std::ostream& out) {
-  const std::uint64_t next_at = truth.ahead.empty() ? truth.file.next_at : truth.ahead.front().at;
-  const std::uint64_t reached = truth.entry.there ? truth.entry.line_at : next_at;
-  copy_run(truth.file, std::min(reached, truth.other_run_at), to_the_end, out);
+  copy_run(truth.file, reached_at(truth), to_the_end, out);
 }
 
 void copy_tape(Tape& tape, bool to_the_end, std::ostream& out) {

@@ -113,6 +113,11 @@ void open_truth(Truth& truth, const std::string& path) {
   go_to_run(truth.file, run);
 }
 
+std::uint64_t reached_at(const Truth& truth) {
+  const std::uint64_t next_at = truth.ahead.empty() ? truth.file.next_at : truth.ahead.front().at;
+  return std::min({truth.entry.there ? truth.entry.line_at : next_at, truth.other_run_at, truth.unused_at});
+}
+
 bool reach_entry(Truth& truth, bool no_more) {
   TruthEntry& entry = truth.entry;
   while (!entry.there) {

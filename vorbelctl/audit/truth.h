@@ -51,6 +51,7 @@ struct Truth {
   std::deque<KeptLine> ahead;                                              // read to see what follows, not yet taken
   TruthEntry entry;                                                        // the record that is next
   std::uint64_t previous = 0;  // sequence number of the record before it; 0: there is none
+  std::uint64_t unused_at = std::numeric_limits<std::uint64_t>::max();  // offset of the first line read for its extent
   std::uint64_t records = 0;
   std::uint64_t marks = 0;
   std::vector<std::string> labels;   // of marks that have been read and not taken; at most most_labels_kept
@@ -63,6 +64,9 @@ inline constexpr std::size_t most_labels_kept = 200;
 
 // Opens the latest run in the file. Throws std::invalid_argument when it cannot be read.
 void open_truth(Truth& truth, const std::string& path);
+
+// The offset of the first line that has not been used yet.
+std::uint64_t reached_at(const Truth& truth);
 
 // Makes `entry` the next record, unless it is there already; false while the file does not have it. `no_more`: nothing
 // will be written any more.

@@ -174,5 +174,11 @@ TEST(FieldId, IsThePlaceOfTheName) {
   EXPECT_EQ(message_table::id_of("no such name"), field_names.size());
 }
 
+TEST(Kinds, TellOfTheDayButForHaltsAndControlMessages) {
+  for (const KindRow& row : message_kinds) {
+    EXPECT_EQ(tells_of_day(row), row.kind != Kind::halt && row.kind != Kind::control) << row.name;
+  }
+}
+
 }  // namespace
 }  // namespace vorbeld
