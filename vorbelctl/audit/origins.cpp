@@ -88,11 +88,6 @@ void settle_records(Audit& audit) {
   advance(audit, true);
 }
 
-void use_wall_clock(Audit& audit) {
-  audit.clock_offset_ms =
-      static_cast<std::int64_t>(vorbeld::wall_ms()) - static_cast<std::int64_t>(vorbeld::monotonic_ms());
-}
-
 // What the bench has sent beyond the file's last record, as far as one answer tells: it may have no record of it.
 void ask_beyond(Audit& audit, const Addresses& addresses, std::uint64_t end, PcapWriter& kept) {
   if (is_beyond(audit, end)) return;
@@ -191,7 +186,7 @@ Follower join_feed_for(Outcome& outcome, const AuditRequest& request) {
   if (settings.recover && settings.first == 0) settings.first = 1;
   outcome.audit.from = settings.first;
   outcome.audit.to = request.ends.to;
-  use_wall_clock(outcome.audit);
+  outcome.audit.clock_offset_ms = wall_offset_ms();
   Follower follower = follow_feed(request.addresses, settings);
   if (!request.keep.empty()) follower.capture = open_pcap_writer(request.keep);
   return follower;
@@ -227,7 +222,7 @@ void audit_retransmission(Outcome& outcome, const AuditRequest& request) {
   audit.from = std::max<std::uint64_t>(request.from, 1);
   audit.to = request.ends.to;
   audit.on_the_wire = false;
-  use_wall_clock(audit);
+  audit.clock_offset_ms = wall_offset_ms();
   const std::uint64_t last = audit.reconciliation.truth.last_known;
   const std::uint64_t end = (audit.to == 0 ? last : std::min(last, audit.to)) + 1;
   if (end <= audit.from) return;

@@ -21,13 +21,11 @@ bool is_news(EventKind kind) {
   return kind != EventKind::gap && kind != EventKind::gap_closed;
 }
 
-void print_events(const Options& options, std::vector<Event> events) {
-  const std::uint64_t wall_ms = vorbeld::wall_ms();
-  const std::uint64_t now_ms = vorbeld::monotonic_ms();
+void print_events(const Options& options, std::vector<Event> events, std::int64_t offset_ms) {
   for (Event& event : events) {
     if (!is_news(event.kind)) continue;
     if (options.json) {
-      std::cout << json_line(timed_event_fields(event, wall_ms, now_ms)) << std::endl;
+      std::cout << json_line(timed_event_fields(event, offset_ms)) << std::endl;
     } else {
       event.via = Via::live;  // all are recovered here; lines for people need not say so each time
       std::cout << event_text(event, wants_colours());
@@ -46,9 +44,10 @@ int run_fetch(const Options& options) {
   settings.answer_timeout_ms = static_cast<std::uint64_t>(fetch.timeout_s * 1000);
   Follower follower = follow_answers(options.addresses, settings, fetch.first, fetch.first + fetch.count);
   const Receiver& receiver = follower.receiver;
-  while (!receiver.gaps.empty() && !follower.requests_refused) print_events(options, pump(follower, 50));
+  const std::int64_t offset_ms = wall_offset_ms();
+  while (!receiver.gaps.empty() && !follower.requests_refused) print_events(options, pump(follower, 50), offset_ms);
   finish(follower.receiver, vorbeld::monotonic_ms());
-  print_events(options, take_events(follower.receiver));
+  print_events(options, take_events(follower.receiver), offset_ms);
   const std::string silent = no_retransmission(options.addresses, follower.requests_refused);
   if (receiver.totals.messages == 0) return end_with(nobody_there, silent, options.json);
   if (follower.requests_refused) std::cerr << fmt::format("vorbelctl: {}\n", silent);

@@ -24,6 +24,7 @@ struct Printer {
   bool json = false;
   bool quiet = false;  // messages only
   bool colours = false;
+  std::int64_t offset_ms = 0;  // of the wall clock
   std::uint64_t messages_left = std::numeric_limits<std::uint64_t>::max();
   ReceiverTotals shown{};
   std::uint64_t last_shown = 0;  // the number of the message printed last
@@ -32,8 +33,6 @@ struct Printer {
 
 // JSON lines are flushed one by one for whoever reads along; text once for what came together.
 void print_events(Printer& printer, const std::vector<Event>& events) {
-  const std::uint64_t wall_ms = vorbeld::wall_ms();
-  const std::uint64_t now_ms = vorbeld::monotonic_ms();
   for (const Event& event : events) {
     if (printer.messages_left == 0) break;
     add_to_totals(printer.shown, event);
@@ -45,7 +44,7 @@ void print_events(Printer& printer, const std::vector<Event>& events) {
     // A gap closes where all its numbers came; of the others it has been said that they are missing.
     if (event.kind == EventKind::gap_closed && event.missing != 0) continue;
     if (printer.json) {
-      std::cout << json_line(timed_event_fields(event, wall_ms, now_ms)) << std::endl;
+      std::cout << json_line(timed_event_fields(event, printer.offset_ms)) << std::endl;
     } else {
       std::cout << event_text(event, printer.colours);
     }
@@ -130,7 +129,7 @@ ReceiverSettings make_settings(const ListenOptions& listen) {
 
 int run_listen(const Options& options) {
   const ListenOptions& listen = options.listen;
-  Printer printer{options.json, options.quiet, wants_colours()};
+  Printer printer{options.json, options.quiet, wants_colours(), wall_offset_ms()};
   if (listen.count != 0) printer.messages_left = listen.count;
   Follower follower = follow_feed(options.addresses, make_settings(listen));
   if (!listen.pcap.empty()) follower.capture = open_pcap_writer(listen.pcap);

@@ -171,10 +171,10 @@ FieldList event_fields(const Event& event) {
   return {};
 }
 
-FieldList timed_event_fields(const Event& event, std::uint64_t wall_ms, std::uint64_t now_ms) {
+FieldList timed_event_fields(const Event& event, std::int64_t offset_ms) {
   FieldList fields = event_fields(event);
   const std::uint64_t at_ms = event.kind == EventKind::message ? event.came_ms : event.at_ms;
-  fields.push_back({"received_ms", wall_ms - (now_ms - at_ms)});
+  fields.push_back({"received_ms", at_ms + static_cast<std::uint64_t>(offset_ms)});
   return fields;
 }
 

@@ -12,9 +12,9 @@ namespace vorbelctl {
 // Messages go on with seq, via and all their fields, other events with their numbers.
 FieldList event_fields(const Event& event);
 
-// The same with `received_ms`: when it came or was found out, in milliseconds of the wall clock, now being `wall_ms`
-// there and `now_ms` by the receiver's clock.
-FieldList timed_event_fields(const Event& event, std::uint64_t wall_ms, std::uint64_t now_ms);
+// The same with `received_ms`: when it came or was found out, in milliseconds of the wall clock, which is `offset_ms`
+// ahead of the receiver's.
+FieldList timed_event_fields(const Event& event, std::int64_t offset_ms);
 
 // "live", "late" or "recovered".
 std::string_view via_name(Via via);

@@ -38,6 +38,10 @@ void open_way_back(Follower& follower, const Addresses& addresses) {
 
 }  // namespace
 
+std::int64_t wall_offset_ms() {
+  return static_cast<std::int64_t>(vorbeld::wall_ms()) - static_cast<std::int64_t>(vorbeld::monotonic_ms());
+}
+
 Follower follow_feed(const Addresses& addresses, ReceiverSettings settings) {
   settings.session = make_session(addresses.session);
   Follower follower;

@@ -32,6 +32,9 @@ struct Follower {
   std::uint64_t feed_empty_ms = 0;  // monotonic; when nothing waited at the feed's socket last
 };
 
+// What makes wall-clock time of the receiver's times. Taken once for a whole run, so that no event seems to go back.
+std::int64_t wall_offset_ms();
+
 // Joins the feed and, where the settings recover, opens the way to the retransmission port; the size of a request is
 // set from what the socket's buffer holds. Throws as the sockets do.
 Follower follow_feed(const Addresses& addresses, ReceiverSettings settings);
