@@ -368,3 +368,12 @@ def test_a_packet_that_was_captured_in_part_is_left_out_and_told(doors, tmp_path
         assert received(listener) == [of_run(2), of_run(3)]
     assert (status, errors) == (1, "vorbelctl: 1 packet captured only in part and not sent\n")
     assert output.startswith("2 packets with 2 messages sent in ")
+
+
+def test_a_capture_that_is_cut_off_is_sent_as_far_as_it_goes(doors, tmp_path):
+    pcap = write(tmp_path, on_feed(doors, of_run(1), of_run(2), of_run(3)))
+    pcap.write_bytes(pcap.read_bytes()[:-5])
+    with listening(doors) as listener:
+        status, _, errors = replay(doors, pcap, "--linger", "0", "--quiet")
+        assert received(listener) == [of_run(1), of_run(2)]
+    assert (status, errors) == (0, f"vorbelctl: note: {pcap} is cut off: it is sent as far as it goes\n")

@@ -176,6 +176,9 @@ int run_replay(const Options& options) {
   std::string lack;
   const CapturedFeed feed = read_feed(options, lack);
   if (!lack.empty()) return end_with(nobody_there, lack, options.json);
+  if (feed.totals.ends_early) {
+    std::cerr << fmt::format("vorbelctl: note: {} is cut off: it is sent as far as it goes\n", wanted.file);
+  }
   Replay replay{feed};
   if (options.addresses.retrans_port != 0) replay.answers = open_answers(options.addresses);
   catch_interrupts();
