@@ -99,6 +99,11 @@ def open_files(bench):
     return targets
 
 
+def count_descriptors(bench):
+    """How many descriptors the process has open."""
+    return sum(1 for _ in pathlib.Path(f"/proc/{bench.process.pid}/fd").iterdir())
+
+
 def socket_rows(bench, protocol):
     """Local (address, port) of every "udp" or "tcp" socket that the process has open."""
     own = open_files(bench)
