@@ -180,3 +180,17 @@ def test_a_file_gets_every_line_as_it_is_printed(launch, tmp_path):
         assert numbers_of(path.read_bytes()) == list(range(1, number + 1))
     harness.stop(bench)
     assert path.read_bytes().endswith(b"[vorbeld] stopped: seq 52 reports 50\n")
+
+
+@pytest.mark.parametrize("closing", ("<&-", ">&-", "2>&-", "<&- >&- 2>&-"))
+def test_what_is_meant_for_a_closed_descriptor_gets_nowhere_else(launch, closing):
+    bench = launch(prefix=("bash", "-c", f'exec "$@" {closing}', "bash"))
+    trade(bench, 20)
+    assert control.command(bench.control, "mark here") == "ok"
+    harness.stop(bench)
+    truth, tape = harness.truth_lines(bench), harness.tape_lines(bench)
+    assert [line.split(b",")[0] for line in truth[:-1]] == [b'{"seq":%d' % number for number in range(1, 23)]
+    assert truth[-1] == b'{"mark":"here","seq":22}'
+    assert [line.split(b",")[0] for line in tape] == [b'{"seq":%d' % number for number in range(3, 23)]
+    assert receiver.sequences(bench.feed) == list(range(1, 23))
+    assert len(harness.console_lines(bench)) == (0 if "2>" in closing else 4 + 20 + 2 + 1 + 1)
