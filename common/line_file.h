@@ -1,5 +1,5 @@
 // An append-only file of whole lines for readers that follow it while the bench runs: every line is in the file when
-// the operation that wrote it returns, and failures are silent.
+// the operation that wrote it returns, and failures are silent. A pipe whose reader is slow is waited for.
 #pragma once
 
 #include <string>
@@ -28,6 +28,8 @@ inline bool takes_lines(const LineFile& file) {
 }
 
 // Writes `line`, line feed included, with one write so that a follower sees it whole; the first error fails the file.
+// Waits while a pipe is full, without end until a stop signal comes; then a reader that takes nothing for half a second
+// fails the file too.
 void write_line(LineFile& file, std::string_view line);
 
 }  // namespace vorbeld

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <initializer_list>
 
 namespace vorbeld {
@@ -13,6 +14,11 @@ void keep_standard_descriptors() {
     // The system gives the lowest free number, and those below are taken by now. The wrong direction keeps it failing.
     open("/dev/null", standard == STDIN_FILENO ? O_WRONLY : O_RDONLY);
   }
+}
+
+void fail_writes_without_signals() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
 }
 
 }  // namespace vorbeld

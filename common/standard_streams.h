@@ -8,4 +8,8 @@ namespace vorbeld {
 // closed descriptor. To be called before anything else is opened.
 void keep_standard_descriptors();
 
+// From now on a write to a pipe or socket without a reader, or beyond the size that a file may have, only fails and no
+// longer ends the process.
+void fail_writes_without_signals();
+
 }  // namespace vorbeld

@@ -3,11 +3,12 @@
 #include <poll.h>
 
 #include <cmath>
-#include <csignal>
 #include <cstdio>
 #include <vector>
 
 #include "common/clocks.h"
+#include "common/console.h"
+#include "common/stop_signal.h"
 #include "feed/publisher.h"
 #include "run/status.h"
 #include "trades/amendment.h"
@@ -19,12 +20,6 @@
 
 namespace vorbeld {
 namespace {
-
-volatile std::sig_atomic_t stop_flag = 0;  // written by the handler only
-
-void on_stop_signal(int /*signal*/) {
-  stop_flag = 1;
-}
 
 // True when an event scheduled `after_s` seconds after start is due; 0: never.
 bool reached(const Timers& timers, std::uint64_t now_ms, std::uint32_t after_s) {
@@ -52,27 +47,20 @@ void serve(RunState& run) {
   }
 }
 
-// Returns when a report, a connection or a command waits, after 10 ms at the latest. Retransmission requests do not
-// wake the loop; their socket is read in every pass.
+// Returns when a report, a connection or a command waits, or the console takes lines again, after 10 ms at the latest.
+// Retransmission requests do not wake the loop; their socket is read in every pass. A connection that cannot be
+// accepted for want of descriptors does not either: it would each time, until a client leaves.
 void wait_for_work(const RunState& run, std::vector<pollfd>& descriptors) {
   constexpr int longest_ms = 10;
   descriptors.clear();
-  if (run.intake.listener >= 0) descriptors.push_back({run.intake.listener, POLLIN, 0});
+  if (run.intake.listener >= 0 && !run.intake.starved) descriptors.push_back({run.intake.listener, POLLIN, 0});
   for (const ReportConnection& connection : run.intake.open) descriptors.push_back({connection.descriptor, POLLIN, 0});
   if (run.control.socket >= 0) descriptors.push_back({run.control.socket, POLLIN, 0});
+  if (awaits_room(run.console)) descriptors.push_back({run.console.descriptor, POLLOUT, 0});
   poll(descriptors.data(), descriptors.size(), longest_ms);
 }
 
 }  // namespace
-
-void catch_stop_signals() {
-  std::signal(SIGINT, on_stop_signal);
-  std::signal(SIGTERM, on_stop_signal);
-}
-
-bool stop_requested() {
-  return stop_flag != 0;
-}
 
 bool drain_is_over(RunState& run, std::uint64_t now_ms) {
   constexpr std::uint64_t drain_ms = 1500;
@@ -160,6 +148,7 @@ void run_loop(RunState& run) {
     send_heartbeat(run.publisher);
     write_statistics(run, now_ms);
     print_status(run, now_ms);
+    flush_console(run.console);
     wait_for_work(run, descriptors);
   }
 }

@@ -34,10 +34,4 @@ void carry_out_amendments(RunState& run, std::uint64_t now_ms);
 // Generates one trade and draws the gap to the next: 0.3 to 1.7 times the rate.
 void fire_trade(RunState& run, std::uint64_t now_ms);
 
-// From now on SIGINT and SIGTERM only ask for an orderly stop.
-void catch_stop_signals();
-
-// True once one of them came.
-bool stop_requested();
-
 }  // namespace vorbeld

@@ -4,6 +4,7 @@
 #include <optional>
 #include <span>
 
+#include "common/console.h"
 #include "common/standard_streams.h"
 #include "run/configuration.h"
 #include "run/loop.h"
@@ -16,11 +17,13 @@
 int main(int argc, char** argv) {
   using namespace vorbeld;
   keep_standard_descriptors();
+  fail_writes_without_signals();
+  RunState run;
+  open_console(run.console);
   const std::span<const char* const> arguments(argv, static_cast<std::size_t>(argc));
   const std::optional<BenchOptions> options =
       read_options(arguments.subspan(argc > 0 ? 1 : 0), std::getenv("VORBELD_SCENARIO"));
   if (!options) return 2;
-  RunState run;
   if (!start_run(run, *options)) return 1;
   run_loop(run);
   print_stopped(run);

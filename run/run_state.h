@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "common/console.h"
 #include "feed/publisher.h"
 #include "run/configuration.h"
 #include "services/control_port.h"
@@ -29,6 +30,7 @@ struct Timers {
 };
 
 struct RunState {
+  Console console;  // opened by the entry function; the rest prints to stderr, and tests to their own
   ScenarioSettings scenario;
   MoldPublisher publisher;
   Engine engine{publisher};
@@ -39,7 +41,8 @@ struct RunState {
   RetransmissionServer retransmissions;
   ControlPort control;
   Timers timers;
-  std::string stats_path;  // statistics file; empty: none
+  std::string stats_path;     // statistics file; empty: none
+  int spare_descriptor = -1;  // kept for that file, which must open when clients hold all others; -1: not yet
 };
 
 }  // namespace vorbeld

@@ -10,10 +10,10 @@
 
 #include "common/clocks.h"
 #include "common/line_file.h"
+#include "common/stop_signal.h"
 #include "feed/faults.h"
 #include "feed/publisher.h"
 #include "run/configuration.h"
-#include "run/loop.h"
 #include "run/status.h"
 #include "trades/engine.h"
 #include "trades/session.h"

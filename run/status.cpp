@@ -1,5 +1,8 @@
 #include "run/status.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -96,7 +99,9 @@ void write_statistics(RunState& run, std::uint64_t now_ms) {
   constexpr std::uint64_t period_ms = 999;
   const std::string& path = run.stats_path;
   if (path.empty() || now_ms - run.timers.last_stats_ms <= period_ms) return;
+  if (run.spare_descriptor >= 0) close(run.spare_descriptor);
   replace_file(path, statistics_line(run));
+  run.spare_descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
   run.timers.last_stats_ms = now_ms;
 }
 

@@ -16,6 +16,7 @@
 
 #include "common/clocks.h"
 #include "common/numbers.h"
+#include "common/stop_signal.h"
 #include "common/text.h"
 #include "feed/faults.h"
 #include "feed/publisher.h"
@@ -65,12 +66,23 @@ std::string set_rate(Targets targets, Argument argument) {
   return "ok";
 }
 
+// True when a stop signal came and the drain that it starts would be over by now, had the command let it start.
+// `give_up_ms` is this operation's own, 0 at first.
+bool outlasts_drain(std::uint64_t& give_up_ms) {
+  constexpr std::uint64_t drain_ms = 1500;
+  if (!stop_requested()) return false;
+  const std::uint64_t now_ms = monotonic_ms();
+  if (give_up_ms == 0) give_up_ms = now_ms + drain_ms;
+  return now_ms >= give_up_ms;
+}
+
 // Amends the latest amendable trade up to `times` times and returns how often. An amendment that finds no trade or is
-// refused would be refused each further time, so the first ends it.
+// refused would be refused each further time, so the first ends it; a number beyond all patience ends with the process.
 template <class Amend>
 std::uint32_t amend_latest(Engine& engine, std::uint32_t times, Amend amend) {
   std::uint32_t amended = 0;
-  while (amended < times) {
+  std::uint64_t give_up_ms = 0;
+  while (amended < times && !outlasts_drain(give_up_ms)) {
     const std::uint64_t trade_id = latest_amendable(engine.trades);
     if (trade_id == 0 || !amend(trade_id)) break;
     ++amended;

@@ -84,6 +84,7 @@ void accept_reports(ReportIntake& intake) {
     intake.open.emplace_back().descriptor = descriptor;
     ++intake.accepted;
   }
+  intake.starved = errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
 }
 
 void serve_reports(ReportIntake& intake, Engine& engine, PendingAmendments& pending) {

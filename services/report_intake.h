@@ -27,6 +27,7 @@ struct ReportIntake {
   int listener = -1;                   // -1: no report port
   std::vector<ReportConnection> open;  // in order of acceptance; closed ones are taken out in the pass that closes them
   std::uint64_t accepted = 0;          // connections since start, closed ones included
+  bool starved = false;                // the last one that waited could not be taken for want of descriptors or memory
 
   CusipSet high_yield_cusips;      // graded so when a report adds them
   std::uint32_t cancel_every = 0;  // every so many-th trade, if reported, is cancelled 3 s later; 0: none
@@ -38,7 +39,7 @@ struct ReportIntake {
   SettlementMemo settlement;
 };
 
-// Takes all waiting connections; non-blocking, replies leave at once.
+// Takes all waiting connections; non-blocking, replies leave at once. Those that cannot be had wait on.
 void accept_reports(ReportIntake& intake);
 
 // Reads every connection until it would block and handles its whole lines in order, each answered before the next is

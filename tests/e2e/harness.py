@@ -131,11 +131,14 @@ def arguments(doors, folder):
             "--stats-out", str(folder / "stats.json")]
 
 
-def start(folder, doors, *options, listen=True, ready=True, scenario=None, bare=False, clock_shift_s=None):
+def start(folder, doors, *options, listen=True, ready=True, scenario=None, bare=False, clock_shift_s=None,
+          console=None, prefix=(), prepare=None):
     """Starts a bench and waits until its main loop runs (the statistics file appears in its first pass).
 
     ready=False returns at once. bare=True gives it none of the options for doors and files, and does not wait either.
     `clock_shift_s` sets its wall clock ahead of the system's; times of arrival stay the system's.
+    `console`, a file or descriptor, becomes its standard error, of which bench.console then has nothing. `prefix` is a
+    command that executes the one behind it. `prepare` is called in the new process before it executes anything.
     AssertionError with the console text when the process ends instead.
     """
     folder.mkdir(parents=True, exist_ok=True)
@@ -146,15 +149,16 @@ def start(folder, doors, *options, listen=True, ready=True, scenario=None, bare=
         closing.callback(receiver.close_receiver, feed)
     with open(folder / "stdout", "wb") as output:
         given = [] if bare else arguments(doors, folder)
-        process = subprocess.Popen([binary(), *given, *map(str, options)], cwd=folder, stdin=subprocess.DEVNULL,
-                                   stdout=output, stderr=subprocess.PIPE, env=environment(scenario, clock_shift_s))
-    console = Console()
-    reader = threading.Thread(target=_read_console, args=(process.stderr, console), daemon=True)
+        process = subprocess.Popen([*prefix, binary(), *given, *map(str, options)], cwd=folder, stdout=output,
+                                   stdin=subprocess.DEVNULL, stderr=subprocess.PIPE if console is None else console,
+                                   env=environment(scenario, clock_shift_s), preexec_fn=prepare)
+    lines = Console()
+    reader = threading.Thread(target=_read_console, args=(process.stderr or [], lines), daemon=True)
     reader.start()
     client = control.open_control(doors.control, bound(10)) if doors.control else None
     if client:
         closing.callback(client.socket.close)
-    bench = Bench(process, doors, folder, console, reader, feed, client, closing, watch)
+    bench = Bench(process, doors, folder, lines, reader, feed, client, closing, watch)
     if ready and not bare:
         wait_until_running(bench)
     return bench
@@ -190,7 +194,8 @@ def _read_console(stream, console):
         with console.changed:
             console.lines.append(line.rstrip(b"\n"))
             console.changed.notify_all()
-    stream.close()
+    if stream:
+        stream.close()
     with console.changed:
         console.ended = True
         console.changed.notify_all()

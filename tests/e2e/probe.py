@@ -81,6 +81,13 @@ def process_state(bench):
     return text.rsplit(")", 1)[1].split()[0]
 
 
+def cpu_s(bench):
+    """The processor time that the process has used, system and user together."""
+    text = pathlib.Path(f"/proc/{bench.process.pid}/stat").read_text(encoding="latin-1")
+    user, system = text.rsplit(")", 1)[1].split()[11:13]
+    return (int(user) + int(system)) / os.sysconf("SC_CLK_TCK")
+
+
 def open_files(bench):
     """What the process's descriptors lead to; one that is closed meanwhile is no longer among them."""
     targets = set()
@@ -90,6 +97,11 @@ def open_files(bench):
         except FileNotFoundError:
             continue
     return targets
+
+
+def count_descriptors(bench):
+    """How many descriptors the process has open."""
+    return sum(1 for _ in pathlib.Path(f"/proc/{bench.process.pid}/fd").iterdir())
 
 
 def socket_rows(bench, protocol):

@@ -8,6 +8,7 @@ import pytest
 
 import control
 import harness
+import limits
 import reports
 import wire
 
@@ -198,3 +199,13 @@ def test_report_examples_are_answered_as_documented(launch):
     harness.stop(bench)
     trades = [line for line in harness.console_lines(bench) if " T/M " in line][3:]
     assert "\n".join(trades) in text
+
+
+def test_every_test_and_every_figure_of_the_promises_exists():
+    page = read("docs/reliability.md")
+    named = re.findall(r"`(test_\w+\.py)::(test_\w+)`", page)
+    assert len(named) > 30
+    for file, test in named:
+        assert f"\ndef {test}(" in read(f"tests/e2e/{file}"), f"{file}::{test}"
+    measured = {name for names in re.findall(r"`script/limits ([\w ]+)`: ", page) for name in names.split()}
+    assert measured == {limit.__name__ for limit in limits.LIMITS}

@@ -129,3 +129,31 @@ def test_files_are_whole_when_the_process_is_killed(launch):
     # Every line was flushed as it was written; only the last message can have been sent without its records.
     assert truth in (bench.feed.highest, bench.feed.highest - 1)
     assert tape in (truth - 2, truth - 3)
+
+
+def test_a_command_that_repeats_itself_without_end_gets_the_time_of_a_drain(launch):
+    bench = launch("--quiet", listen=False)
+    reports.report(harness.open_reporter(bench))
+    truth = bench.folder / "truth.jsonl"
+    size = truth.stat().st_size
+    control.send_raw(bench.control, b"correct -1")
+    harness.until(lambda: truth.stat().st_size > size, 10, "the first correction")
+    since = time.time_ns()
+    bench.process.send_signal(signal.SIGTERM)
+    reply = control.read_reply(bench.control)
+    harness.assert_lasted(bench, since, time.time_ns(), DRAIN_S)
+    assert harness.finish(bench) == 0
+    harness.assert_lasted(bench, since, time.time_ns(), 2 * DRAIN_S, usual_s=0.5)
+    assert reply == f"corrected {len(harness.truth_lines(bench)) - 3}"
+
+
+def test_a_number_that_takes_no_time_is_carried_out_behind_a_signal_too(launch):
+    bench = launch()
+    reports.report(harness.open_reporter(bench))
+    with probe.frozen(bench):
+        control.send_raw(bench.control, b"correct 1000")
+        bench.process.send_signal(signal.SIGTERM)
+    assert control.read_reply(bench.control) == "corrected 1000"
+    assert harness.finish(bench) == 0
+    receiver.settle(bench.feed, harness.bound(5))
+    assert receiver.sequences(bench.feed) == list(range(1, 1004))

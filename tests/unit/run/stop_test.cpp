@@ -7,6 +7,7 @@
 #include <string>
 
 #include "common/clocks.h"
+#include "common/stop_signal.h"
 #include "run/loop.h"
 #include "tests/unit/common/console.h"
 #include "tests/unit/run/run_fixture.h"
