@@ -64,6 +64,9 @@ bool reconcile_missing(Audit& audit, Pending& range, bool no_more) {
     const auto reconciled = reconcile(audit.reconciliation, range.first, nullptr, no_more);
     if (!reconciled) return false;
     note_missing(audit.history, *reconciled);
+    if (reconciled->recorded && !before_joining(audit, range.first)) {
+      meet_lost(audit.reconciliation.situations, range.first, reconciled->kind, reconciled->type);
+    }
     ++range.first;
   }
   audit.last = std::max(audit.last, range.last);
@@ -154,7 +157,9 @@ void take_event(Audit& audit, const Event& event) {
   const std::int64_t at_ms = static_cast<std::int64_t>(event.at_ms) + audit.clock_offset_ms;
   note_joining(audit, event);
   count_event(audit, event);
-  if (concerns_wire(audit, event)) note_event(audit.history, event, at_ms);
+  const bool of_wire = concerns_wire(audit, event);
+  if (of_wire) note_event(audit.history, event, at_ms);
+  meet_event(audit.wire_situations, audit.reconciliation.situations, event, of_wire);
   if (event.kind == EventKind::missing) list_missing(audit.missing, {event.first, event.last});
   if (event.kind == EventKind::altered) note_altered(audit, event);
   if (event.kind == EventKind::second_sender) note_second_sender(audit, event);
@@ -193,6 +198,7 @@ void note_rest(Audit& audit) {
   Reconciled rest;
   hand_out(audit.reconciliation, rest);
   note_turned_up(audit.history, rest);
+  audit.reconciliation.situations.met[static_cast<std::size_t>(Situation::idle)] = audit.history.idles_met;
 }
 
 }  // namespace vorbelctl

@@ -12,6 +12,7 @@
 #include "vorbelctl/audit/history.h"
 #include "vorbelctl/audit/one_run.h"
 #include "vorbelctl/audit/reconcile.h"
+#include "vorbelctl/audit/wire_situations.h"
 #include "vorbelctl/handler/receiver.h"
 
 namespace vorbelctl {
@@ -53,6 +54,7 @@ struct Audit {
   AuditCounts counts;
   std::vector<Range> missing;  // ascending; ends growing at most_missing_listed
   History history;
+  WireSituations wire_situations;
   std::string likely;              // the likely reason of most that is wrong, as a sentence; empty: none is known
   std::string second_sender;       // who sends beside the one that is followed, as a sentence; empty: nobody does
   RunSample sample;                // of the first trades
@@ -79,7 +81,8 @@ void note_events(Audit& audit, const std::vector<Event>& events);
 // Reconciles everything that the files have by now; with `no_more`, when the bench is done writing, everything.
 void advance(Audit& audit, bool no_more);
 
-// To be called when everything is reconciled: what has turned up since the last message joins the course of the run.
+// To be called when everything is reconciled: what has turned up since the last message joins the course of the run,
+// and what that tells joins the situations.
 void note_rest(Audit& audit);
 
 }  // namespace vorbelctl

@@ -110,6 +110,11 @@ std::int64_t moment_of_record(const Reconciled& message) {
                                : std::clamp(static_cast<std::int64_t>(message.taped_ms), second_ms, second_ms + 999);
 }
 
+void add_idle(History& history, std::uint64_t sequence, std::int64_t until_ms) {
+  if (history.idles_met.count++ == 0) history.idles_met.first = sequence;
+  if (history.idles.size() < most_spans_listed) history.idles.push_back({history.trade_ms, until_ms, ""});
+}
+
 // Cancels and corrections follow their trades for some seconds, so it is trades that tell whether the flow is idle.
 // Their times are those of the tape, or else whole seconds, so that a feed and a recording of it tell the same.
 void note_trade(History& history, const Reconciled& message) {
@@ -118,10 +123,10 @@ void note_trade(History& history, const Reconciled& message) {
   const std::int64_t gap_ms = now_ms - history.trade_ms;
   if (history.trades == 0) {
     history.first_trade_ms = now_ms;
-  } else if (gap_ms >= idle_ms + unsure_ms && history.trades > 1 && history.idles.size() < most_spans_listed) {
+  } else if (gap_ms >= idle_ms + unsure_ms && history.trades > 1) {
     const auto gaps = static_cast<std::int64_t>(history.trades) - 1;
     const std::int64_t usual_ms = (history.trade_ms - history.first_trade_ms) / gaps;
-    if (gap_ms >= idle_gaps * usual_ms) history.idles.push_back({history.trade_ms, now_ms, ""});
+    if (gap_ms >= idle_gaps * usual_ms) add_idle(history, message.sequence, now_ms);
   }
   history.trade_ms = now_ms;
   ++history.trades;

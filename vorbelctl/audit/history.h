@@ -102,6 +102,7 @@ struct History {
   std::vector<BondHistory> bonds;  // the first ones seen
   std::vector<TimeSpan> halts;
   std::vector<TimeSpan> idles;        // times without trades
+  Met idles_met;                      // all of them; the first by the trade that ended it
   std::int64_t close_ms = 0;          // 0: the session was not closed
   std::vector<Milestone> milestones;  // the first ones
   std::uint64_t milestones_total = 0;

@@ -69,12 +69,14 @@ bool is_short_form(std::string_view form, std::string_view name) {
   return found == form.size();
 }
 
-// The closest of the names; empty where none is close. Long names may differ in more letters.
-std::string_view closest(std::string_view name, std::span<const std::string_view> names) {
+}  // namespace
+
+std::string_view closest_name(std::string_view name, std::span<const std::string_view> names) {
   const std::string wanted = plain(name);
   constexpr std::size_t longest = 40;  // nobody misspells a longer one
   if (wanted.empty() || wanted.size() > longest) return "";
   std::string_view best;
+  // Long names may differ in more letters.
   std::size_t least = wanted.size() < 4 ? 1 : 1 + wanted.size() / 4;
   for (const std::string_view each : names) {
     const std::size_t letters = distance(wanted, plain(each));
@@ -89,18 +91,20 @@ std::string_view closest(std::string_view name, std::span<const std::string_view
   return best;
 }
 
+namespace {
+
 std::string_view closest_field(std::string_view name) {
   const std::string wanted = plain(name);
   const auto* const other =
       std::find_if(other_names.begin(), other_names.end(), [&](const auto& pair) { return pair.first == wanted; });
-  return other == other_names.end() ? closest(name, vorbeld::field_names) : other->second;
+  return other == other_names.end() ? closest_name(name, vorbeld::field_names) : other->second;
 }
 
 }  // namespace
 
 std::string near_name(std::string_view name) {
   if (name.starts_with(book_prefix)) {
-    const std::string_view near = closest(name.substr(book_prefix.size()), book_names);
+    const std::string_view near = closest_name(name.substr(book_prefix.size()), book_names);
     return near.empty() ? "" : std::string(book_prefix) + std::string(near);
   }
   if (const std::string_view near = closest_field(name); !near.empty()) return std::string(near);
@@ -122,7 +126,7 @@ const vorbeld::KindRow* near_kind(std::string_view event) {
     return word.starts_with(name) && word.size() <= name.size() + 3;  // halted, trades
   });
   if (stem != names.end()) return &vorbeld::message_kinds[static_cast<std::size_t>(stem - names.begin())];
-  const std::string_view near = word.size() < 4 ? "" : closest(event, names);
+  const std::string_view near = word.size() < 4 ? "" : closest_name(event, names);
   const auto* const row = std::find_if(vorbeld::message_kinds.begin(), vorbeld::message_kinds.end(),
                                        [&](const vorbeld::KindRow& each) { return each.name == near; });
   return row == vorbeld::message_kinds.end() ? nullptr : row;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,9 @@ namespace vorbelctl {
 inline constexpr std::string_view book_prefix = "book.";
 inline constexpr std::array<std::string_view, 11> book_names{
     "high", "low", "last", "high_yield", "low_yield", "last_yield", "prints", "traded", "halted", "cusip", "symbol"};
+
+// The closest of the names, in whatever case and with whatever between the letters; empty where none is close.
+std::string_view closest_name(std::string_view name, std::span<const std::string_view> names);
 
 // The known name that is closest to `name`: spelt alike, a common short form of it, or the name of the same thing in
 // the bench's files. Empty where none is close. A name that begins with "book." gives one that does.

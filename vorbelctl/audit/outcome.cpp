@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 
 #include "vorbelctl/audit/coverage.h"
@@ -110,7 +111,48 @@ std::string uncompared_lines(const Reconciliation& all) {
   return text + fmt::format("... and {} more names not compared\n", all.uncompared.size() - most_names_shown);
 }
 
+// How often a situation was met, and with which number first.
+std::string met_figures(const Outcome& outcome, const SituationRow& each) {
+  if (!is_knowable(each, outcome.audit.on_the_wire)) return fmt::format("{:>22}", "not knowable here");
+  const Met& met = met_of(outcome.audit.reconciliation.situations, each.situation);
+  return fmt::format("{:>10}{:>12}", grouped(met.count), met.count == 0 ? "" : fmt::format("#{}", met.first));
+}
+
+std::string situation_lines(const Outcome& outcome) {
+  std::string text = fmt::format("\nsituations met: {}\n", met_text(outcome));
+  if (!outcome.lists_situations) return text;
+  text += "\n";
+  for (const SituationRow& each : all_situations()) {
+    text += fmt::format("  {:<26}{}   {}\n", each.name, met_figures(outcome, each), each.says);
+  }
+  return text;
+}
+
+// "not met: gap-tail, idle"; empty: all that were required were.
+std::string unmet_text(const Outcome& outcome) {
+  std::string text;
+  for (const Situation each : unmet_situations(outcome)) {
+    text += fmt::format("{}{}", text.empty() ? "not met: " : ", ", situation_row(each).name);
+  }
+  return text;
+}
+
 }  // namespace
+
+std::vector<Situation> unmet_situations(const Outcome& outcome) {
+  std::vector<Situation> unmet;
+  const Situations& situations = outcome.audit.reconciliation.situations;
+  std::copy_if(outcome.required.begin(), outcome.required.end(), std::back_inserter(unmet),
+               [&](Situation each) { return met_of(situations, each).count == 0; });
+  return unmet;
+}
+
+std::string met_text(const Outcome& outcome) {
+  const MetCount count = count_met(outcome.audit.reconciliation.situations, outcome.audit.on_the_wire);
+  std::string text = fmt::format("{} of {}", count.met, count.known);
+  if (count.known != situation_count) text += fmt::format("; {} are not knowable here", situation_count - count.known);
+  return text;
+}
 
 bool is_equal(const Outcome& outcome) {
   return outcome.audit.reconciliation.discrepancies.total == 0 && missing_in_all(outcome) == 0;
@@ -170,7 +212,8 @@ std::string_view verdict_word(const Outcome& outcome) {
   if (!outcome.audit.restart.empty()) return "began again";
   if (is_equal(outcome) && !outcome.unfinished.empty()) return "unfinished";
   if (outcome.audit.reconciliation.discrepancies.total != 0) return "different";
-  return missing_in_all(outcome) != 0 ? "lost" : "equal";
+  if (missing_in_all(outcome) != 0) return "lost";
+  return unmet_situations(outcome).empty() ? "equal" : "unmet";
 }
 
 namespace {
@@ -196,8 +239,8 @@ std::string reconciled_sentence(const Outcome& outcome) {
 
 std::string verdict_sentence(const Outcome& outcome) {
   std::string sentence;
-  for (const std::string& before :
-       {outcome.audit.restart, outcome.audit.second_sender, outcome.unfinished, likely_text(outcome)}) {
+  for (const std::string& before : {outcome.audit.restart, outcome.audit.second_sender, outcome.unfinished,
+                                    unmet_text(outcome), likely_text(outcome)}) {
     if (!before.empty()) sentence += before + "; ";
   }
   sentence += reconciled_sentence(outcome);
@@ -233,7 +276,8 @@ std::string verdict_text(const Outcome& outcome) {
   text += row(
       "discrepancies", discrepancies.total,
       discrepancies.follow_ups == 0 ? "" : fmt::format("{} more follow from them", grouped(discrepancies.follow_ups)));
-  return text + missing_lines(outcome) + discrepancy_lines(discrepancies) + uncompared_lines(audit.reconciliation);
+  return text + situation_lines(outcome) + missing_lines(outcome) + discrepancy_lines(discrepancies) +
+         uncompared_lines(audit.reconciliation);
 }
 
 }  // namespace vorbelctl

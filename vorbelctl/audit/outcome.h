@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "vorbelctl/audit/audit.h"
 #include "vorbelctl/handler/input.h"
@@ -22,10 +23,12 @@ struct Outcome {
   std::string tape;      // empty: there was none
   std::string ended_by;  // "end of session", "time", "interrupt", "silence", "began again" or "end of input"
   std::uint64_t lasted_ms = 0;
-  std::string unfinished;  // what was asked for and did not come, as a sentence; empty: nothing
-  bool kept_whole = true;  // false: the capture that was to be kept could not be written whole
-  Input recording;         // of a handler; its path is empty where there was none
-  ReceiverTotals totals;   // of the receiver; nothing of a handler's recording
+  std::string unfinished;           // what was asked for and did not come, as a sentence; empty: nothing
+  bool kept_whole = true;           // false: the capture that was to be kept could not be written whole
+  std::vector<Situation> required;  // situations without which the outcome is not well
+  bool lists_situations = false;    // the text has the table of all situations
+  Input recording;                  // of a handler; its path is empty where there was none
+  ReceiverTotals totals;            // of the receiver; nothing of a handler's recording
   Audit audit;
 };
 
@@ -44,6 +47,9 @@ std::uint64_t missing_in_all(const Outcome& outcome);
 // Messages that the feed did not carry to us, whether they were recovered or not.
 std::uint64_t lost_on_wire(const Outcome& outcome);
 
+// The required situations that were not met, in their order.
+std::vector<Situation> unmet_situations(const Outcome& outcome);
+
 // The likely reason of most that is wrong, as a sentence; empty: none is known.
 std::string likely_text(const Outcome& outcome);
 
@@ -54,11 +60,15 @@ std::optional<Discrepancy> first_wrong(const Outcome& outcome);
 std::vector<const Discrepancy*> in_order(const Discrepancies& discrepancies);
 
 // "equal", "lost" when messages are missing but all others are right, or "different"; "unfinished" when nothing is
-// wrong but not everything that was asked for came; "began again" whenever the feed did.
+// wrong but not everything that was asked for came; "unmet" when all of that is well but a required situation was not
+// met; "began again" whenever the feed did.
 std::string_view verdict_word(const Outcome& outcome);
 
 // The verdict in one sentence.
 std::string verdict_sentence(const Outcome& outcome);
+
+// "31 of 44", and how many are not knowable where there are such.
+std::string met_text(const Outcome& outcome);
 
 // "feed", "retransmission", "pcap" or "recording".
 std::string_view origin_name(Origin origin);

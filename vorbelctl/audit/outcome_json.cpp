@@ -108,6 +108,23 @@ void put_counts(Json& json, const Outcome& outcome) {
   json["requests"] = totals.requests;
 }
 
+Json situations_json(const Outcome& outcome) {
+  Json json = Json::object();
+  for (const SituationRow& row : all_situations()) {
+    const Met& met = met_of(outcome.audit.reconciliation.situations, row.situation);
+    const Json first = met.count == 0 ? Json() : Json(met.first);
+    json[row.name] =
+        is_knowable(row, outcome.audit.on_the_wire) ? Json({{"count", met.count}, {"first", first}}) : Json();
+  }
+  return json;
+}
+
+Json unmet_json(const Outcome& outcome) {
+  Json list = Json::array();
+  for (const Situation each : unmet_situations(outcome)) list.push_back(situation_row(each).name);
+  return list;
+}
+
 }  // namespace
 
 std::string verdict_json(const Outcome& outcome) {
@@ -142,6 +159,8 @@ std::string verdict_json(const Outcome& outcome) {
   json["books_compared"] = reconciliation.books;
   json["not_compared"] = reconciliation.uncompared;
   json["did_you_mean"] = near_names_json(reconciliation.uncompared);
+  json["unmet"] = unmet_json(outcome);
+  json["situations"] = situations_json(outcome);
   json["discrepancies"] = reconciliation.discrepancies.total;
   json["follow_ups"] = reconciliation.discrepancies.follow_ups;
   const auto first = first_wrong(outcome);

@@ -11,6 +11,7 @@
 
 #include "vorbelctl/audit/day.h"
 #include "vorbelctl/audit/eastern_time.h"
+#include "vorbelctl/audit/message_situations.h"
 #include "vorbelctl/audit/names.h"
 
 namespace vorbelctl {
@@ -451,10 +452,15 @@ void reconcile_record(Step& step, Reconciled& reconciled) {
   if (step.original != nullptr) expect_amended(expectation, step.original->entry.record);
   hold_to_rules(step, bond);
   reconciled.last_sale = brings_trade(kind) && is_last_sale(expectation.message, own_terms);
+  const BookBefore before = amends(kind) ? book_before(bond->book) : BookBefore();
   if (bond != nullptr) {
     spread_doubt(*bond, step);
     compare_day(step.all, *bond,
                 {step.entry.sequence, record, step.received, expectation, message_to_count(step, *bond, expectation)});
+  }
+  if (step.received != nullptr) {
+    meet_message(step.all.situations,
+                 {step.entry.sequence, record, expectation.message, bond == nullptr ? nullptr : &bond->book, before});
   }
   check_cap(step);
   index_record(step);
@@ -595,6 +601,7 @@ void hold_to_lag(Reconciliation& all) {
 
 void reconcile_rest(Reconciliation& all, std::uint64_t last) {
   hold_to_lag(all);
+  all.situations.met[static_cast<std::size_t>(Situation::heartbeat_lost)] = all.wire.heartbeats_lost;
   if (all.rules.whole) hold_heartbeats(all.wire, all.rules.closed_by, last, all.discrepancies);
   if (!all.has_tape) return;
   pass_rest(all.tape, last);

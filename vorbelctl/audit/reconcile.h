@@ -14,6 +14,7 @@
 #include "vorbelctl/audit/discrepancy.h"
 #include "vorbelctl/audit/expectation.h"
 #include "vorbelctl/audit/rules.h"
+#include "vorbelctl/audit/situations.h"
 #include "vorbelctl/audit/tape.h"
 #include "vorbelctl/audit/truth.h"
 #include "vorbelctl/audit/wire_rules.h"
@@ -56,6 +57,7 @@ struct Reconciliation {
   Tape tape;
   Discrepancies discrepancies;
   std::uint64_t handed_out = 0;  // of their number: what Reconciled has told
+  Situations situations;         // that the messages which came, and the wire, were
   Rules rules;
   Lag lag;
   Wire wire;                                        // hears the packets where there are any

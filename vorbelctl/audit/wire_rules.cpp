@@ -92,6 +92,16 @@ bool begins_again(const Wire& wire, const Heard& packet) {
          find_unheard(wire, 1) == wire.unheard.end();
 }
 
+// Nothing came for so long that a heartbeat was due meanwhile, though nothing with a number was sent: the next packet
+// goes on where the one before stood. A heartbeat that comes late, as from a busy machine, is not lost yet.
+void watch_silence(Wire& wire, const Heard& packet) {
+  constexpr std::uint64_t lost_heartbeat_ms = 1900;
+  if (!wire.previous || packet.first != wire.highest + 1) return;
+  const std::uint64_t since_ms = wire.previous->at.latest_ms;
+  if (packet.at.earliest_ms < since_ms || packet.at.earliest_ms - since_ms < lost_heartbeat_ms) return;
+  if (wire.heartbeats_lost.count++ == 0) wire.heartbeats_lost.first = packet.first;
+}
+
 // Notes a breach: the first of each rule is a discrepancy, further ones follow from it.
 void note_breach(Wire& wire, std::size_t place, std::uint64_t sequence, std::string received,
                  Discrepancies& discrepancies) {
@@ -158,6 +168,7 @@ void hear_packet(Wire& wire, std::string_view bytes, const Session& session, con
     std::string received = rules_of_packets[i].check(wire, heard);
     if (!received.empty()) note_breach(wire, i, heard.first, std::move(received), discrepancies);
   }
+  watch_silence(wire, heard);
   if (is_heartbeat(heard)) {
     take_announcement(wire, heard);
   } else {

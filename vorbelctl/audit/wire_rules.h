@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "vorbelctl/audit/discrepancy.h"
+#include "vorbelctl/audit/situations.h"
 #include "vorbelctl/handler/packet.h"
 
 namespace vorbelctl {
@@ -41,6 +42,7 @@ struct Wire {
   std::uint64_t heartbeats_until = 0;              // the highest number of a heartbeat; 0: there was none
   std::uint64_t ended_from = 0;                    // the lowest number of an end of session
   std::optional<Heard> early;                      // the first heartbeat that came early
+  Met heartbeats_lost;                             // that were due, and can only have been sent and lost
   std::vector<std::optional<Cause>> broken;        // by the place in the table: the first breach
 };
 

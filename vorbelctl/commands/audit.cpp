@@ -121,7 +121,8 @@ int write_page(const Outcome& outcome, const std::string& path, int status) {
 int status_of(const Outcome& outcome) {
   if (!outcome.audit.restart.empty()) return began_again;
   if (!is_equal(outcome)) return something_amiss;
-  return outcome.unfinished.empty() ? all_well : nobody_there;
+  if (!outcome.unfinished.empty()) return nobody_there;
+  return unmet_situations(outcome).empty() ? all_well : unmet;
 }
 
 // Leaves in the folder what the audit was about. What the audit found counts for more than what could not be written.
@@ -158,6 +159,9 @@ int run_audit(const Options& options) {
   if (!options.audit.keep.empty()) prepare_folder(options.audit.keep);
   try {
     if (options.audit.strict && options.audit.capture.empty()) throw std::invalid_argument("--strict needs --capture");
+    const bool has_packets = outcome.origin == Origin::feed || outcome.origin == Origin::pcap;
+    if (is_given(options, "--require")) outcome.required = read_situations(options.audit.require, has_packets);
+    outcome.lists_situations = options.audit.situations;
     outcome.audit.reconciliation.strict = options.audit.strict;
     check_files(options);
     open_written(outcome, options.audit);

@@ -267,7 +267,7 @@ std::optional<int> read_command_line(int argc, const char* const* argv, Options&
       "\nExample:\n  vorbelctl listen --help\n\nExit status: 0 all is well; 1 something is amiss; 2 wrong usage; "
       "3 nobody is there, or\nwhat was asked for did not come in time; 4 an error of vorbelctl itself; 5 the feed "
       "began "
-      "again;\n6 an output could not be written");
+      "again;\n6 an output could not be written; 8 a run did not put its receiver through what was required");
   app.require_subcommand(0, 1);  // that there must be one is said below, in fewer words
   for (const Command& command : all_commands()) add_command(app, command, options);
   options.program = own_name(argc > 0 ? argv[0] : "vorbelctl");

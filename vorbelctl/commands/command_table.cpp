@@ -8,6 +8,7 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "vorbelctl/audit/situations.h"
 #include "vorbelctl/commands/ending.h"
 #include "vorbelctl/commands/script.h"
 #include "vorbelctl/doors/sockets.h"
@@ -152,6 +153,12 @@ OptionList wait_options(Options& options) {
            .shows_default = true}};
 }
 
+std::vector<std::string> situation_names() {
+  std::vector<std::string> names;
+  for (const SituationRow& row : all_situations()) names.emplace_back(row.name);
+  return names;
+}
+
 OptionList audit_options(Options& options) {
   AuditOptions& audit = options.audit;
   return {{.name = "--truth",
@@ -201,6 +208,13 @@ OptionList audit_options(Options& options) {
            .says = "Write a page with the verdict, a timeline, prices, faults and differences",
            .target = &audit.html,
            .is_path = true},
+          {.name = "--situations",
+           .says = "List the situations that the run put its receiver through",
+           .target = &audit.situations},
+          {.name = "--require",
+           .says = "Situations that the run must have met, with commas between them",
+           .target = &audit.require,
+           .offers = situation_names()},
           {.name = "--keep",
            .says = "Leave capture, truth, tape, verdict and page in this folder, new or empty",
            .target = &audit.keep,
@@ -235,7 +249,7 @@ constexpr const char* audit_footer =
     "  vorbelctl audit --truth truth.jsonl --tape tape.jsonl --seconds 20 --html report.html\n"
     "\nExit status: 0 equal; 1 discrepancies or losses; 2 wrong usage; 3 no feed, or not what\n"
     "was asked for; 5 the feed began again; 6 the page, the verdict or what to keep could not\n"
-    "be written";
+    "be written; 8 equal, but a situation that --require names was not met";
 
 constexpr std::array commands{
     Command{"control", "Send one control command and print the reply", control_options, run_control,

@@ -83,6 +83,9 @@ struct AuditOptions {
   std::string html;        // empty: no page is written
   bool strict = false;     // a name in a handler's recording that cannot be compared is a discrepancy
   std::string keep;        // a folder for all that the audit is about; empty: there is none
+
+  bool situations = false;  // the text has the table of situations
+  std::string require;      // names of situations that must be met, with commas between them
 };
 
 struct Options {

@@ -24,6 +24,7 @@ std::string heading(const Outcome& outcome) {
   if (word == "equal") return "Equal";
   if (word == "unfinished") return "Unfinished";
   if (word == "began again") return "The feed began again";
+  if (word == "unmet") return "Equal, but not put to the test";
   return word == "lost" ? "Messages lost" : "Different";
 }
 
@@ -44,9 +45,8 @@ std::string origin_sentence(const Outcome& outcome) {
 std::string verdict_part(const Outcome& outcome) {
   const Audit& audit = outcome.audit;
   const std::string_view word = verdict_word(outcome);
-  const std::string look = word == "equal"                          ? "equal"
-                           : word == "lost" || word == "unfinished" ? "lost-messages"
-                                                                    : "different";
+  const bool lacks = word == "lost" || word == "unfinished" || word == "unmet";
+  const std::string look = word == "equal" ? "equal" : lacks ? "lost-messages" : "different";
   std::string html = "<header class=\"" + look + "\"><h1 data-key=\"verdict\">" + heading(outcome) +
                      "</h1><p class=\"sentence\">" + escaped(verdict_sentence(outcome)) + ".</p>";
   html += "<p class=\"context\">Session " + escaped(outcome.session) + ", " + escaped(origin_sentence(outcome));
@@ -232,6 +232,29 @@ std::string faults_part(const Outcome& outcome) {
          "</div></section>";
 }
 
+std::string situation_row_of(const Outcome& outcome, const SituationRow& row) {
+  const std::string name = "<td class=\"value\">" + std::string(row.name) + "</td>";
+  const std::string says = "<td>" + std::string(row.says) + "</td>";
+  if (!is_knowable(row, outcome.audit.on_the_wire)) {
+    return name + "<td class=\"number quiet\" colspan=\"2\">not knowable here</td>" + says;
+  }
+  const Met& met = met_of(outcome.audit.reconciliation.situations, row.situation);
+  const std::string first = met.count == 0 ? "" : "#" + std::to_string(met.first);
+  return name + "<td class=\"number" + (met.count == 0 ? " quiet" : "") + "\">" + grouped(met.count) +
+         "</td><td class=\"number\">" + first + "</td>" + says;
+}
+
+std::string situations_part(const Outcome& outcome) {
+  std::vector<std::string> rows;
+  for (const SituationRow& row : all_situations()) rows.push_back(situation_row_of(outcome, row));
+  return "<section id=\"situations\"><h2>Situations</h2><p class=\"note\">What the run put its receiver through: "
+         "<span data-key=\"situations\">" +
+         met_text(outcome) + "</span>.</p><div class=\"card\">" +
+         table("<th>situation</th><th class=\"number\">met</th><th class=\"number\">first</th><th>what it is</th>",
+               rows) +
+         "</div></section>";
+}
+
 std::string footer(const Outcome& outcome) {
   std::string html = "<footer>Messages #" + std::to_string(std::max<std::uint64_t>(outcome.audit.from, 1)) + " to #" +
                      std::to_string(outcome.audit.last) + ", compared with " + escaped(outcome.truth);
@@ -253,7 +276,7 @@ std::string outcome_page(const Outcome& outcome) {
   html += page::style_sheet();
   html += "</style></head><body><main>";
   html += verdict_part(outcome) + figures_part(outcome) + discrepancies_part(outcome) + timeline_part(outcome) +
-          bonds_part(outcome) + faults_part(outcome) + footer(outcome);
+          bonds_part(outcome) + faults_part(outcome) + situations_part(outcome) + footer(outcome);
   return html + "</main></body></html>\n";
 }
 

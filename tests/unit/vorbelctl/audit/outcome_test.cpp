@@ -131,7 +131,9 @@ TEST(VerdictText, IsATableOfFigures) {
       "  out of order                 0\n"
       "  heartbeats                   5\n"
       "  compared                     0   fields of messages; 0 states of a bond's day\n"
-      "  discrepancies                0\n");
+      "  discrepancies                0\n"
+      "\n"
+      "situations met: 0 of 53\n");
 }
 
 TEST(VerdictText, ShowsWhatIsMissingAndWhatDiffers) {
@@ -194,6 +196,54 @@ TEST(VerdictText, TellsWhatWasFetched) {
   EXPECT_TRUE(holds(verdict_text(*outcome), "  fetched                     10   2 did not come\n"));
 }
 
+TEST(VerdictText, SaysHowManySituationsWereMet) {
+  const auto outcome = equal_outcome();
+  meet(outcome->audit.reconciliation.situations, Situation::halt, 7);
+  EXPECT_TRUE(holds(verdict_text(*outcome), "\n\nsituations met: 1 of 53\n")) << verdict_text(*outcome);
+  EXPECT_FALSE(holds(verdict_text(*outcome), "gap-tail"));
+  outcome->audit.on_the_wire = false;
+  EXPECT_TRUE(holds(verdict_text(*outcome), "situations met: 1 of 37; 16 are not knowable here\n"));
+}
+
+TEST(VerdictText, ListsTheSituations) {
+  const auto outcome = equal_outcome();
+  outcome->lists_situations = true;
+  for (int i = 0; i < 1234; ++i) meet(outcome->audit.reconciliation.situations, Situation::halt, 7);
+  const std::string text = verdict_text(*outcome);
+  EXPECT_TRUE(holds(text, "\n  halt                           1,234          #7   a bond was halted\n")) << text;
+  EXPECT_TRUE(holds(text, "\n  gap-one                            0               one message was lost\n")) << text;
+  outcome->audit.on_the_wire = false;
+  const std::string without = verdict_text(*outcome);
+  EXPECT_TRUE(holds(without, "\n  gap-one                        not knowable here   one message was lost\n"))
+      << without;
+}
+
+TEST(Verdict, IsUnmetWhereARequiredSituationIsLacking) {
+  const auto outcome = equal_outcome();
+  outcome->required = {Situation::halt, Situation::gap_one, Situation::gap_tail};
+  meet(outcome->audit.reconciliation.situations, Situation::halt, 7);
+  EXPECT_TRUE(is_equal(*outcome));
+  EXPECT_EQ(verdict_word(*outcome), "unmet");
+  EXPECT_EQ(verdict_sentence(*outcome),
+            "not met: gap-one, gap-tail; 1,234 messages equal to their truth records and the tape");
+  add_discrepancy(*outcome, 3);
+  EXPECT_EQ(verdict_word(*outcome), "different");
+}
+
+TEST(Verdict, IsEqualWhereAllThatIsRequiredWasMet) {
+  const auto outcome = equal_outcome();
+  outcome->required = {Situation::halt};
+  meet(outcome->audit.reconciliation.situations, Situation::halt, 7);
+  EXPECT_EQ(verdict_word(*outcome), "equal");
+}
+
+TEST(Verdict, IsUnfinishedBeforeItIsUnmet) {
+  const auto outcome = equal_outcome();
+  outcome->required = {Situation::halt};
+  outcome->unfinished = "the end did not come";
+  EXPECT_EQ(verdict_word(*outcome), "unfinished");
+}
+
 TEST(VerdictText, OfARecordingHasNoWire) {
   const auto outcome = equal_outcome();
   outcome->origin = Origin::recording;
@@ -209,6 +259,10 @@ TEST(VerdictJson, HoldsEveryKeyItPromises) {
   outcome->audit.truth_last = 1300;
   outcome->totals.packets = 2000;
   outcome->totals.heartbeats = 5;
+  std::string situations;
+  for (const SituationRow& row : all_situations()) {
+    situations += (situations.empty() ? "\"" : ",\"") + std::string(row.name) + R"(":{"count":0,"first":null})";
+  }
   EXPECT_EQ(
       verdict_json(*outcome),
       R"({"verdict":"equal","sentence":"1,234 messages equal to their truth records and the tape",)"
@@ -220,8 +274,10 @@ TEST(VerdictJson, HoldsEveryKeyItPromises) {
       R"("gaps":0,"longest_gap_ms":0,"faults":0,"heartbeats":5,"end_of_sessions":0,"packets":2000,)"
       R"("malformed_packets":0,"foreign_packets":0,"requests":0,"truth_records":0,"marks":0,"tape_lines":0,)"
       R"("bonds":0,"fields_compared":0,"days_compared":0,"books_compared":0,"not_compared":[],"did_you_mean":{},)"
-      R"("discrepancies":0,"follow_ups":0,)"
-      R"("first_wrong":null,"missing_ranges":[],"discrepancy_list":[],"books":[]})");
+      R"("unmet":[],"situations":{)" +
+          situations +
+          R"(},"discrepancies":0,"follow_ups":0,)"
+          R"("first_wrong":null,"missing_ranges":[],"discrepancy_list":[],"books":[]})");
 }
 
 TEST(VerdictJson, ListsDiscrepanciesAndRanges) {
@@ -261,6 +317,17 @@ TEST(VerdictJson, ListsBooksByCusip) {
                     R"("books":[{"cusip":"A","symbol":"","traded":true,"high":null,"high_yield":null,"low":null,)"
                     R"("low_yield":null,"last":98.25,"last_yield":null,"prints":0,"halted":false},{"cusip":"B",)"))
       << json;
+}
+
+TEST(VerdictJson, HoldsTheSituations) {
+  const auto outcome = equal_outcome();
+  outcome->required = {Situation::gap_tail};
+  meet(outcome->audit.reconciliation.situations, Situation::halt, 7);
+  const std::string json = verdict_json(*outcome);
+  EXPECT_TRUE(holds(json, R"("unmet":["gap-tail"],"situations":{"control-I":{"count":0,"first":null},)")) << json;
+  EXPECT_TRUE(holds(json, R"("halt":{"count":1,"first":7},)")) << json;
+  outcome->audit.on_the_wire = false;
+  EXPECT_TRUE(holds(verdict_json(*outcome), R"("gap-one":null,)"));
 }
 
 TEST(VerdictJson, IsOneLineWhateverBytesItHolds) {
