@@ -116,6 +116,17 @@ def test_every_command_is_documented_and_every_documented_one_known(launch):
     assert harness.finish(bench) == 0
 
 
+def test_every_situation_is_documented_as_the_table_has_it():
+    row = re.compile(r'\{\w+,\s*"([^"]+)",\s*"([^"]+)",\s*"([^"]+)"(,\s*true)?\}')
+    declared = row.findall(read("vorbelctl/audit/situations.cpp"))
+    text = section(read("docs/audit.md"), "Situations")
+    of_messages, of_wire = text.split("\nWhat the wire does, ")
+    listed = re.compile(r"^\| `([\w-]+)` \| (.*) \| (.*) \|$", re.MULTILINE)
+    assert listed.findall(of_messages) == [tuple(each[:3]) for each in declared if not each[3]]
+    assert listed.findall(of_wire) == [tuple(each[:3]) for each in declared if each[3]]
+    assert len(declared) == len(re.findall(r"^  \w+,?$", read("vorbelctl/audit/situations.h"), re.MULTILINE)) > 40
+
+
 def test_every_scenario_key_is_documented_with_its_default_and_known(launch):
     page = read("docs/scenarios.md")
     documented = {name: int(cells[0]) for heading in ("Special trades", "Timers")

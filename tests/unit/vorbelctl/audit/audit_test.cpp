@@ -81,6 +81,30 @@ TEST(Audit, CountsWhatItReconciles) {
   EXPECT_TRUE(audit.pending.empty());
 }
 
+TEST(Audit, CountsWhatTheRunPutItsReceiverThrough) {
+  SampleAudit sample;
+  tell_messages(sample, 1, 1);
+  tell(sample, event_of(EventKind::gap, 2, 6));
+  tell_messages(sample, 2, 3, Via::recovered);
+  tell(sample, event_of(EventKind::missing, 4));
+  tell_messages(sample, 5, 5, Via::recovered);
+  tell(sample, event_of(EventKind::missing, 6));
+  tell(sample, event_of(EventKind::gap_closed, 2, 6));
+  tell_messages(sample, 7, 8);
+  found_by(sample);
+  sample.audit.history.idles_met = {3, 7};
+  note_rest(sample.audit);
+  const Situations& situations = sample.audit.reconciliation.situations;
+  EXPECT_EQ(met_of(situations, Situation::trade).count, 2U);
+  EXPECT_EQ(met_of(situations, Situation::correction_only).count, 1U);
+  EXPECT_EQ(met_of(situations, Situation::cancel).count, 0U) << "it never came";
+  EXPECT_EQ(met_of(situations, Situation::halt).count, 0U) << "nor did this one";
+  EXPECT_EQ(met_of(situations, Situation::gap_across_halt).first, 6U) << "but it was lost";
+  EXPECT_EQ(met_of(situations, Situation::gap_burst).first, 2U);
+  EXPECT_EQ(met_of(situations, Situation::idle).count, 3U);
+  EXPECT_EQ(met_of(situations, Situation::idle).first, 7U);
+}
+
 TEST(Audit, SaysWhichFieldOfAMessageDoesNotRead) {
   SampleAudit sample;
   sample.run.messages[1][90] = 'x';

@@ -45,6 +45,20 @@ TEST(Idle, IsToldToTheMillisecondByTheTape) {
   EXPECT_EQ(idles_of({900, 950, 3950}, false, true), 1U);
 }
 
+TEST(Idle, IsCountedBeyondWhatIsListed) {
+  History history;
+  constexpr std::uint64_t idles = most_spans_listed + 50;
+  // Ten trades in a row, then nothing for 5 s, and so on.
+  for (std::uint64_t i = 0; i <= 10 * idles; ++i) {
+    Reconciled trade = trade_after(static_cast<std::int64_t>(i / 10 * 5000), true);
+    trade.sequence = i + 1;
+    note_message(history, trade, 0);
+  }
+  EXPECT_EQ(history.idles.size(), most_spans_listed);
+  EXPECT_EQ(history.idles_met.count, idles);
+  EXPECT_EQ(history.idles_met.first, 11U) << "the trade that ended it";
+}
+
 TEST(Idle, IsCertainWhereOnlySecondsAreTold) {
   EXPECT_EQ(idles_of({900, 950, 3100}, true, false), 0U) << "3 by the seconds, 2.15 in truth";
   EXPECT_EQ(idles_of({900, 950, 4100}, true, false), 1U);
