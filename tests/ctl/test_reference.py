@@ -68,6 +68,8 @@ def test_every_key_of_a_verdict_is_told_in_its_order(launch):
     assert names(keys) == list(verdict)
     assert names(element) == list(verdict["first_wrong"]) == list(verdict["discrepancy_list"][0])
     assert set(names(book)) == set(verdict["books"][0])
+    meaning = next(row[1] for row in keys if row[0] == "`situations`")
+    assert {key for met in verdict["situations"].values() if met for key in met} <= set(CODE.findall(meaning))
     example = json.loads(re.search(r"```json\n(.*)\n```", text)[1])
     assert list(example) == list(verdict) and list(example["books"][0]) == list(verdict["books"][0])
 
