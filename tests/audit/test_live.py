@@ -1,5 +1,11 @@
 """The audit of a running bench: no false alarm, and figures that are the bench's own."""
 
+import contextlib
+import os
+import pty
+import re
+import subprocess
+
 import auditing
 import companion
 import control
@@ -59,3 +65,35 @@ def test_three_reporters_and_a_hand_at_the_controls_raise_no_alarm(launch):
     verdict = companion.objects(running)[0]
     assert (status, verdict["verdict"]) == (0, "equal"), auditing.explain(verdict)
     assert verdict["messages"] == numbers["seq"]
+
+
+def audit_on_terminal(bench, *options):
+    """A live audit whose standard error is a terminal: (exit status, what it wrote there)."""
+    leader, follower = pty.openpty()
+    process = subprocess.Popen(companion.command_line(bench.doors, "audit", "--truth", bench.folder / "truth.jsonl",
+                                                      "--seconds", "1.5", *options),
+                               stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=follower)
+    os.close(follower)
+    written = b""
+    with contextlib.suppress(OSError):    # the other side was closed
+        while some := os.read(leader, 65536):
+            written += some
+    os.close(leader)
+    return process.wait(harness.bound(20)), written
+
+
+def test_progress_is_a_line_on_a_terminal_that_is_taken_away(launch):
+    bench = launch("--rate-ms", 20, listen=False)
+    status, written = audit_on_terminal(bench)
+    assert status == 0
+    shown = re.findall(rb"\r\x1b\[Kaudit: #[\d,]+(?: of [\d,]+)?, \d s", written)
+    assert 1 <= len(shown) <= 5, written
+    assert written.endswith(shown[-1] + b"\r\x1b[K")
+
+
+def test_no_progress_is_shown_where_nobody_looks(launch):
+    bench = launch("--rate-ms", 20, listen=False)
+    assert audit_on_terminal(bench, "--quiet") == (0, b"")
+    running = auditing.start(bench, "--seconds", 1.5)
+    assert companion.finish(running, 20) == 0
+    assert not any("\x1b" in line or "audit: #" in line for line in running.errors)

@@ -160,7 +160,33 @@ def test_the_faults_are_listed_with_numbers_and_durations(window, lossy):
     assert missing <= covered and len(covered) == len(missing) + late
     assert sum(row[1] == "duplicate" for row in rows) == verdict["duplicates"]
     shown = browser.boxes(window, "#faults tbody tr")
-    assert len(shown) == min(len(rows), 30)
+    assert len(shown) == min(len(rows), 10)
+
+
+def test_faults_stand_directly_under_messages_lost(window, lossy, different):
+    page, _ = lossy
+    browser.show(window, page)
+    assert browser.texts(window, "h1") == ["Messages lost"]
+    assert browser.texts(window, "main > header + section > h2") == ["Faults on the wire"]
+    ends = browser.texts(window, "#faults tbody td:last-child")
+    lost = ["missing" in end for end in ends]
+    assert any(lost) and lost == sorted(lost, reverse=True)    # those that lost messages come first
+    browser.show(window, different[0])
+    assert browser.texts(window, "main > header + dl") != [] and browser.texts(window, "#faults") != []
+
+
+def test_few_losses_are_ticks_at_their_moments(window, lossy):
+    page, verdict = lossy
+    browser.show(window, page)
+    ticks = browser.texts(window, ".lane.lost line.fault title")
+    found = [re.fullmatch(r"([\d,]+) lost(?: tails)?, #\d+(?: to #\d+)?, \d\d:\d\d:\d\d\.\d{3}", tick) for tick in ticks]
+    assert sum(number_of(each[1]) for each in found) == verdict["lost"]
+    gaps = browser.evaluate(window, "[...document.querySelectorAll('#faults .kind.lost')].length")
+    assert len(ticks) == gaps > 1
+    assert any(text.startswith("one fault") for text in browser.texts(window, ".shades span"))
+    widths = browser.evaluate(window, "[...document.querySelectorAll('.chart .lane line.fault')]"
+                                      ".map(e => parseFloat(getComputedStyle(e).strokeWidth))")
+    assert set(widths) == {2}
 
 
 def test_the_differences_show_both_sides(window, different):

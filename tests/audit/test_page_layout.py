@@ -60,6 +60,18 @@ def test_no_label_meets_another_and_nothing_leaves_the_page(window, pages, outco
                                         ".filter(e => e.scrollWidth > e.clientWidth).length") == 0, size
 
 
+@pytest.mark.parametrize("size", [browser.DESKTOP, browser.PHONE])
+@pytest.mark.parametrize("dark", [False, True])
+def test_shades_have_a_legend(window, pages, size, dark):
+    browser.show(window, pages / "largest-figures.html", size, dark)
+    assert browser.texts(window, ".shades span") == ["few to many within 1.0 s"]
+    strengths = browser.evaluate(window, "[...document.querySelectorAll('.shades rect')]"
+                                         ".map(e => parseFloat(getComputedStyle(e).fillOpacity))")
+    assert len(strengths) == 3 and strengths == sorted(set(strengths))
+    browser.show(window, pages / "nothing.html", size, dark)
+    assert browser.texts(window, ".shades") == []
+
+
 def test_every_bond_is_drawn(window, pages):
     browser.show(window, pages / "price-labels-everywhere.html")
     assert browser.evaluate(window, "document.querySelectorAll('article polyline').length") == 60

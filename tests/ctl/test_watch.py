@@ -12,9 +12,12 @@ import subprocess
 import termios
 import time
 
+import pytest
+
 import companion
 import control
 import harness
+import publisher
 import reports
 
 KEYS_AND_COLOURS = re.compile(rb"\x1b(\[[0-9;?]*[A-Za-z]|[()][A-Z0-9]|[=>])")
@@ -86,14 +89,27 @@ def test_recovery_is_asked_for(launch, follow):
     assert [json.loads(line) for line in watching.lines if '"missing"' in line][-1]["missing"] == 0
 
 
-def open_terminal(doors):
-    """A watch on a terminal of 24 lines and 80 columns: (process, the test's side of the terminal)."""
+def open_terminal(doors, *options, rows=24, columns=80, **environment):
+    """A watch on a terminal: (process, the test's side of the terminal)."""
     leader, follower = pty.openpty()
-    fcntl.ioctl(follower, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 80, 0, 0))
-    process = subprocess.Popen(companion.command_line(doors, "watch"), stdin=follower, stdout=follower,
-                               stderr=follower, env={**os.environ, "TERM": "xterm"})
+    fcntl.ioctl(follower, termios.TIOCSWINSZ, struct.pack("HHHH", rows, columns, 0, 0))
+    usual = {name: value for name, value in os.environ.items() if name != "NO_COLOR"} | {"TERM": "xterm"}
+    process = subprocess.Popen(companion.command_line(doors, "watch", *options), stdin=follower, stdout=follower,
+                               stderr=follower, env=usual | environment)
     os.close(follower)
     return process, leader
+
+
+def quit_watch(process, leader):
+    """Ends the watch by its key: its exit status."""
+    os.write(leader, b"q")
+    while process.poll() is None or select.select([leader], [], [], 0)[0]:
+        try:
+            os.read(leader, 65536)
+        except OSError:
+            break
+    os.close(leader)
+    return process.wait(harness.bound(10))
 
 
 def read_screen(leader, wanted, seconds=10):
@@ -140,3 +156,81 @@ def test_a_signal_gives_the_terminal_back(launch):
         drawn += os.read(leader, 65536)
     assert process.wait(harness.bound(10)) == 0
     os.close(leader)
+
+
+@pytest.mark.parametrize(("environment", "coloured"), [({}, True), ({"NO_COLOR": "1"}, False)])
+@pytest.mark.parametrize(("rows", "columns"), [(12, 40), (24, 80), (50, 200)])
+def test_losses_and_halts_are_seen_from_afar(fake, rows, columns, environment, coloured):
+    process, leader = open_terminal(fake.doors, rows=rows, columns=columns, **environment)
+    companion.wait_until_member(companion.Running(process), fake.doors)
+    publisher.send(fake, publisher.numbered(1))
+    publisher.send(fake, publisher.numbered(3))
+    drawn = read_screen(leader, b" LOST 1 ")
+    drawn += read_screen(leader, b"(1 message) given up") if b"given up" not in drawn else b""
+    shown = [parts.split(b";") for parts in re.findall(rb"\x1b\[([0-9;]*)m", drawn)]
+    assert any(b"41" in parts for parts in shown) == coloured    # a red ground
+    assert any(re.fullmatch(rb"[34][0-7]", part) for parts in shown for part in parts) == coloured
+    assert any(b"7" in parts for parts in shown) != coloured     # reversed letters in its place
+    assert quit_watch(process, leader) == 1
+
+
+def test_a_dumb_terminal_gets_plain_lines(fake):
+    process, leader = open_terminal(fake.doors, TERM="dumb")
+    companion.wait_until_member(companion.Running(process), fake.doors)
+    publisher.send(fake, publisher.numbered(1))
+    publisher.send(fake, publisher.numbered(3))
+    assert b"\x1b" not in read_screen(leader, b"messages 2  missing 1")
+    process.send_signal(signal.SIGINT)
+    assert process.wait(harness.bound(10)) == 1
+    os.close(leader)
+
+
+def test_bonds_scroll_by_keys(launch):
+    bench = launch("--rate-ms", 0)
+    process, leader = open_terminal(bench.doors, rows=12, columns=40)
+    read_screen(leader, b"q ends it")
+    reporter = harness.open_reporter(bench)
+    # They differ in every letter, as only what differs is drawn. Four have room.
+    cusips = ["".join(chr(ord("A") + (bond + place) % 26) for place in range(9)) for bond in range(20)]
+    for cusip in cusips:
+        reports.report(reporter, cusip=cusip)
+    read_screen(leader, cusips[1].encode())
+    for key, bond in ((b"\x1bOF", 19), (b"\x1bOH", 0), (b"\x1b[6~", 4), (b"\x1b[5~", 0), (b"\x1bOB", 4), (b"\x1bOA", 0)):
+        os.write(leader, key)
+        read_screen(leader, cusips[bond].encode())
+    assert quit_watch(process, leader) == 0
+
+
+def test_halted_bonds_come_first(launch):
+    bench = launch("--rate-ms", 0)
+    reporter = harness.open_reporter(bench)
+    process, leader = open_terminal(bench.doors, rows=12, columns=40)
+    companion.wait_until_member(companion.Running(process), bench.doors)
+    for bond in range(30):
+        reports.report(reporter, cusip=f"A{bond:08d}")
+    reports.report(reporter, cusip="ZZHALTED9")
+    control.command(bench.control, "halt ZZHALTED9 T.1")
+    read_screen(leader, b"HALTED ZZHALTED9")
+    assert quit_watch(process, leader) == 0
+
+
+def test_a_restart_is_said_on_the_screen(launch):
+    bench = launch("--rate-ms", 20)
+    process, leader = open_terminal(bench.doors, "--timeout", "30", rows=12, columns=40)
+    read_screen(leader, b"037833DT4")
+    harness.stop(bench)
+    launch("--rate-ms", 20, doors=bench.doors)
+    read_screen(leader, b" BEGAN AGAIN ")
+    assert quit_watch(process, leader) in (1, 5)    # 1: what the old one sent last was lost
+
+
+def test_a_silent_feed_is_said_on_the_screen(launch):
+    bench = launch("--rate-ms", 20)
+    process, leader = open_terminal(bench.doors, "--timeout", "30", rows=12, columns=40)
+    read_screen(leader, b"nothing is lost or halted")
+    bench.process.send_signal(signal.SIGSTOP)
+    try:
+        read_screen(leader, b" FEED SILENT ")
+    finally:
+        bench.process.send_signal(signal.SIGCONT)
+    assert quit_watch(process, leader) == 0

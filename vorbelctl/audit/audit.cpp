@@ -94,6 +94,7 @@ bool reconcile_message(Audit& audit, const Pending& pending, bool no_more) {
           shown(pending.bytes.substr(0, 100))});
   }
   note_message(audit.history, *reconciled, pending.received_ms);
+  if (audit.on_judged) audit.on_judged();
   return true;
 }
 

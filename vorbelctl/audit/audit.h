@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -61,6 +62,9 @@ struct Audit {
   std::vector<std::string> notes;  // what else to know of where the messages came from, as sentences
   std::string restart;             // where the feed began again, as a sentence; empty: it did not
   std::deque<Pending> pending;     // at most most_pending
+
+  // Called behind every message that was reconciled; empty: nobody looks on.
+  std::function<void()> on_judged;
 };
 
 inline std::uint64_t count_of(const AuditCounts& counts, Kind kind) {

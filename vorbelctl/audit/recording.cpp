@@ -182,6 +182,7 @@ void take_message(Course& course, std::uint64_t sequence, const Entry& entry) {
   const auto reconciled = reconcile_once_written(course, sequence, received);
   take_sample(audit.sample, sequence, received, audit.reconciliation.truth);
   audit.last = sequence;
+  if (audit.on_judged) audit.on_judged();
   course.next = sequence + 1;
   if (!reconciled) return;
   if (!reconciled->recorded) return note_turned_up(audit.history, *reconciled);

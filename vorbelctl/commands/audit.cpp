@@ -6,6 +6,7 @@
 #include "common/clocks.h"
 #include "vorbelctl/audit/coverage.h"
 #include "vorbelctl/audit/origins.h"
+#include "vorbelctl/commands/audit_progress.h"
 #include "vorbelctl/commands/commands.h"
 #include "vorbelctl/commands/ending.h"
 #include "vorbelctl/commands/keeping.h"
@@ -44,13 +45,19 @@ void audit_live(Outcome& outcome, const AuditRequest& request, bool quiet) {
   if (!quiet) {
     std::cerr << "auditing the feed " << outcome.where << " against " << outcome.truth << " (Ctrl-C ends it)\n";
   }
-  if (!audit_feed(outcome, follower, request)) {
+  ProgressOwner progress;
+  if (!quiet) progress = show_progress(outcome.audit);
+  const bool is_answered = audit_feed(outcome, follower, request);
+  progress.reset();
+  if (!is_answered) {
     // Then it is likely the port that is wrong, and not the bench.
     std::cerr << "vorbelctl: " << no_retransmission(request.addresses, follower.requests_refused) << "\n";
   }
 }
 
 void audit_origin(Outcome& outcome, const AuditRequest& request, bool quiet) {
+  ProgressOwner progress;
+  if (!quiet && outcome.origin != Origin::feed) progress = show_progress(outcome.audit);
   switch (outcome.origin) {
     case Origin::feed:
       return audit_live(outcome, request, quiet);

@@ -25,37 +25,6 @@ std::string some_stats(const FieldList& stats, std::initializer_list<std::string
   return text;
 }
 
-// A bond's columns: CUSIP and symbol, cut to their widths, three prices, prints, cancels and corrections. They and a
-// mark behind them fit a terminal of 80.
-constexpr std::string_view bond_columns = "{:<10.10}{:<14.14}{:>11}{:>11}{:>11}{:>6}{:>5}{:>5}";
-
-std::string bond_heading() {
-  return fmt::format(bond_columns, "cusip", "symbol", "last", "high", "low", "print", "canc", "corr");
-}
-
-std::string sale_text(const std::optional<Sale>& sale) {
-  return sale ? fmt::format("{:.6f}", sale->price) : "-";
-}
-
-std::string bond_line(const std::string& cusip, const Book& book) {
-  std::string line =
-      fmt::format(bond_columns, printable(cusip), printable(book.symbol), sale_text(book.day.last),
-                  sale_text(book.day.high), sale_text(book.day.low), book.prints.live, book.cancels, book.corrections);
-  if (book.halted) line += fmt::format(" HALTED {}", printable(book.halt_reason));
-  if (book.close) line += " closed";
-  return line;
-}
-
-// The table of bonds in at most `room` lines below its heading; what it leaves out is counted.
-std::vector<std::string> bond_lines(const Books& books, std::size_t room) {
-  const std::vector<std::string> cusips = sorted_cusips(books);
-  const std::size_t shown = cusips.size() <= room ? cusips.size() : room - std::min<std::size_t>(room, 1);
-  std::vector<std::string> lines{bond_heading()};
-  for (std::size_t i = 0; i < shown; ++i) lines.push_back(bond_line(cusips[i], books.find(cusips[i])->second));
-  if (shown < cusips.size()) lines.push_back(fmt::format("... {} more", cusips.size() - shown));
-  return lines;
-}
-
 // What a right feed never shows; empty there.
 std::string trouble_of_senders(const ReceiverTotals& totals) {
   std::string text;
@@ -65,34 +34,62 @@ std::string trouble_of_senders(const ReceiverTotals& totals) {
   return text;
 }
 
-std::vector<std::string> heading(const Dashboard& dashboard, const ReceiverTotals& totals) {
-  const Addresses& addresses = dashboard.addresses;
-  std::vector<std::string> lines{
-      fmt::format("vorbelctl watch   {} on {}   q ends it", addresses.session,
-                  endpoint(addresses.group, addresses.feed_port)),
-      fmt::format("feed    {}  messages {}  packets {}  heartbeats {}", per_second(dashboard.messages), totals.messages,
-                  totals.packets, totals.heartbeats),
-      fmt::format("seen    gaps {}  late {}  recovered {}  missing {}  duplicates {}", totals.gaps, totals.late,
-                  totals.recovered, totals.missing, totals.duplicates)};
-  lines.back() += trouble_of_senders(totals);
-  if (addresses.control_port == 0) return lines;
-  if (dashboard.stats.empty()) {
-    lines.push_back(
-        fmt::format("bench   the control port {} does not answer", endpoint("127.0.0.1", addresses.control_port)));
-    return lines;
+Look look_of_event(const Event& event) {
+  switch (event.kind) {
+    case EventKind::missing:
+    case EventKind::altered:
+    case EventKind::too_late:
+    case EventKind::malformed_packet:
+    case EventKind::began_again:
+    case EventKind::second_sender:
+      return Look::bad;
+    case EventKind::gap:
+    case EventKind::behind:
+    case EventKind::end_of_session:
+      return Look::notice;
+    case EventKind::joined:
+    case EventKind::message:
+    case EventKind::gap_closed:
+    case EventKind::out_of_order:
+    case EventKind::duplicate:
+    case EventKind::heartbeat:
+    case EventKind::foreign_session:
+      return Look::plain;
   }
-  const FieldList& stats = dashboard.stats;
-  lines.push_back(fmt::format("bench   {}{}", per_second(dashboard.reports),
-                              some_stats(stats, {"seq", "reports", "capped", "retrans"})));
-  lines.push_back("      " + some_stats(stats, {"cancels", "corrections", "halts"}));
-  lines.push_back("faults" + some_stats(stats, {"sent", "dropped", "duplicated", "reordered"}));
-  return lines;
+  return Look::plain;
 }
 
 // Keeps the first line of what an event is shown as.
-void remember(Dashboard& dashboard, const std::string& text) {
-  dashboard.recent.push_back(text.substr(0, text.find('\n')));
+void remember(Dashboard& dashboard, const std::string& text, Look look) {
+  dashboard.recent.push_back({text.substr(0, text.find('\n')), look});
   if (dashboard.recent.size() > most_recent) dashboard.recent.pop_front();
+}
+
+void begin_again(Dashboard& dashboard, std::uint64_t now_ms) {
+  dashboard.books.clear();
+  dashboard.losses.clear();
+  dashboard.is_lossy = false;
+  dashboard.has_ended = false;
+  dashboard.restarted_ms = now_ms;
+}
+
+void note_losses(Dashboard& dashboard, const Event& event, const Message& message) {
+  if (kind_of(message) == Kind::control) return;
+  const std::string cusip(text(message, "cusip"));
+  if (event.via == Via::recovered) ++dashboard.losses[cusip].recovered;
+  const auto book = dashboard.books.find(cusip);
+  if (!dashboard.is_lossy || book == dashboard.books.end()) return;
+  if (shows_loss(book->second.day, message)) dashboard.losses[cusip].lacks = true;
+}
+
+void take_message(Dashboard& dashboard, const Event& event) {
+  const Decoded decoded = decode_message(event.text);
+  if (!decoded.malformed.empty()) return remember(dashboard, message_text(event, decoded, false), Look::bad);
+  const Kind kind = kind_of(decoded.message);
+  note_losses(dashboard, event, decoded.message);
+  apply_message(dashboard.books, decoded.message);
+  if (kind == Kind::trade) return;
+  remember(dashboard, message_text(event, decoded, false), kind == Kind::halt ? Look::notice : Look::plain);
 }
 
 }  // namespace
@@ -107,33 +104,34 @@ void update_rate(Rate& rate, std::uint64_t count, std::uint64_t now_ms) {
 }
 
 void take_event(Dashboard& dashboard, const Event& event) {
-  if (event.kind == EventKind::began_again) dashboard.books.clear();
+  if (event.kind == EventKind::began_again) begin_again(dashboard, event.at_ms);
+  if (event.kind == EventKind::missing) dashboard.is_lossy = true;
+  if (event.kind == EventKind::end_of_session) dashboard.has_ended = true;
   if (event.kind == EventKind::message) {
-    const Decoded decoded = decode_message(event.text);
-    const bool reads = decoded.malformed.empty();
-    if (reads) apply_message(dashboard.books, decoded.message);
-    if (!reads || kind_of(decoded.message) != Kind::trade) remember(dashboard, message_text(event, decoded, false));
+    take_message(dashboard, event);
   } else if (event.kind != EventKind::heartbeat && event.kind != EventKind::gap_closed) {
-    remember(dashboard, event_text(event, false));
+    remember(dashboard, event_text(event, false), look_of_event(event));
   }
 }
 
-std::vector<std::string> screen_lines(const Dashboard& dashboard, const ReceiverTotals& totals, std::size_t width,
-                                      std::size_t height) {
-  constexpr std::size_t rows_for_events = 5;
-  std::vector<std::string> lines = heading(dashboard, totals);
-  lines.emplace_back();
-  // Beside the bonds there are the heading of their table, an empty line and the events.
-  const std::size_t taken = lines.size() + 2 + std::min(rows_for_events, dashboard.recent.size());
-  const auto bonds = bond_lines(dashboard.books, height > taken ? height - taken : 0);
-  lines.insert(lines.end(), bonds.begin(), bonds.end());
-  lines.emplace_back();
-  const std::size_t room = height > lines.size() ? height - lines.size() : 0;
-  const std::size_t shown = std::min(room, dashboard.recent.size());
-  lines.insert(lines.end(), dashboard.recent.end() - static_cast<std::ptrdiff_t>(shown), dashboard.recent.end());
-  if (lines.size() > height) lines.resize(height);
-  for (auto& line : lines) line.resize(std::min(line.size(), width));
-  return lines;
+void take_stats(Dashboard& dashboard, const std::optional<FieldList>& stats, std::uint64_t now_ms) {
+  dashboard.stats = stats.value_or(FieldList());
+  if (!stats) return;
+  update_rate(dashboard.reports, stat(*stats, "reports"), now_ms);
+  const std::uint64_t seq = stat(*stats, "seq");
+  if (seq < dashboard.bench_seq) dashboard.restarted_ms = now_ms;
+  dashboard.bench_seq = seq;
+}
+
+void look_at_clock(Dashboard& dashboard, const ReceiverTotals& totals, std::uint64_t now_ms) {
+  dashboard.now_ms = now_ms;
+  if (dashboard.heard_ms != 0 && totals.ours == dashboard.heard) return;
+  dashboard.heard = totals.ours;
+  dashboard.heard_ms = now_ms;
+}
+
+std::uint64_t silent_ms(const Dashboard& dashboard) {
+  return dashboard.now_ms - dashboard.heard_ms;
 }
 
 std::string status_line(const Dashboard& dashboard, const ReceiverTotals& totals) {

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
-#include <string>
 #include <vector>
+
+#include "vorbelctl/commands/screen_text.h"
 
 namespace vorbelctl {
 
@@ -15,16 +17,23 @@ struct CloseScreen {
 };
 using ScreenOwner = std::unique_ptr<Screen, CloseScreen>;
 
-// Takes over the terminal of standard input and output; empty when it cannot be drawn on.
-ScreenOwner open_screen();
+// Takes over the terminal of standard input and output; empty when it cannot be drawn on. Without `colours`, looks are
+// told apart by bold and reversed letters.
+ScreenOwner open_screen(bool colours);
 
-std::size_t screen_width(const Screen& screen);
-std::size_t screen_height(const Screen& screen);
+struct Size {
+  std::size_t columns = 0;
+  std::size_t rows = 0;
+};
 
-// Shows the lines, the first of them as a title, and clears the rest.
-void draw(Screen& screen, const std::vector<std::string>& lines);
+Size size_of(const Screen& screen);
 
-// True when q was pressed since the last look. Other keys are dropped.
-bool wants_to_quit(Screen& screen);
+// Shows the lines and clears the rest.
+void draw(Screen& screen, const std::vector<ScreenLine>& lines);
+
+enum class Key : std::uint8_t { none, quit, up, down, page_up, page_down, home, end, other };
+
+// The next key that was pressed since the last look; none when there is no more.
+Key next_key(Screen& screen);
 
 }  // namespace vorbelctl

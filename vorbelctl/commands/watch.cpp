@@ -11,6 +11,8 @@
 #include "vorbelctl/commands/dashboard.h"
 #include "vorbelctl/commands/ending.h"
 #include "vorbelctl/commands/listing.h"
+#include "vorbelctl/commands/listing_text.h"
+#include "vorbelctl/commands/picture.h"
 #include "vorbelctl/commands/screen.h"
 #include "vorbelctl/doors/addresses.h"
 #include "vorbelctl/doors/control_port.h"
@@ -29,6 +31,8 @@ struct Watch {
   Follower follower;
   Socket control;  // -1: there is none
   ScreenOwner screen;
+  Picture picture;             // the latest that was drawn
+  std::size_t first_bond = 0;  // how far the bonds are scrolled
   Progress progress;
   std::uint64_t look_ms = 0;  // when to look at the statistics next
   std::uint64_t draw_ms = 0;  // when to draw next
@@ -47,11 +51,9 @@ void look_at_stats(Watch& watch) {
     stats = parse_stats(ask_control(watch.control, "stats", patience_ms, refused).value_or(""));
   }
   const std::uint64_t now_ms = vorbeld::monotonic_ms();
-  watch.dashboard.stats = stats.value_or(FieldList());
   update_rate(watch.dashboard.messages, watch.follower.receiver.totals.messages, now_ms);
-  if (!stats) return;
-  update_rate(watch.dashboard.reports, stat(*stats, "reports"), now_ms);
-  watch.progress.heard_ms = now_ms;
+  take_stats(watch.dashboard, stats, now_ms);
+  if (stats) watch.progress.heard_ms = now_ms;
 }
 
 void print_status(const Watch& watch, bool json) {
@@ -72,8 +74,23 @@ void print_status(const Watch& watch, bool json) {
 }
 
 void draw_screen(Watch& watch) {
-  draw(*watch.screen, screen_lines(watch.dashboard, watch.follower.receiver.totals, screen_width(*watch.screen),
-                                   screen_height(*watch.screen)));
+  const ReceiverTotals& totals = watch.follower.receiver.totals;
+  look_at_clock(watch.dashboard, totals, vorbeld::monotonic_ms());
+  watch.picture = screen_lines(watch.dashboard, totals, size_of(*watch.screen), watch.first_bond);
+  watch.first_bond = watch.picture.first_bond;
+  draw(*watch.screen, watch.picture.lines);
+}
+
+// Takes every key that was pressed; false when one of them was q. What has moved is drawn at once.
+bool take_keys(Watch& watch) {
+  bool has_moved = false;
+  for (Key key = next_key(*watch.screen); key != Key::none; key = next_key(*watch.screen)) {
+    if (key == Key::quit) return false;
+    watch.picture.first_bond = watch.first_bond = scrolled(watch.picture, key);
+    has_moved = true;
+  }
+  if (has_moved) draw_screen(watch);
+  return true;
 }
 
 // One round; false when q was pressed.
@@ -90,7 +107,7 @@ bool watch_on(Watch& watch, bool json) {
     draw_screen(watch);
     watch.draw_ms = now_ms + draw_every_ms;
   }
-  return !wants_to_quit(*watch.screen);
+  return take_keys(watch);
 }
 
 Status status_of(const Watch& watch, bool nobody) {
@@ -110,7 +127,7 @@ int run_watch(const Options& options) {
   settings.recover = options.watch.recover;
   watch.follower = follow_feed(options.addresses, settings);
   if (options.addresses.control_port != 0) watch.control = open_control(options.addresses);
-  if (!options.json) watch.screen = open_screen();
+  if (!options.json) watch.screen = open_screen(wants_colours());
   catch_interrupts();
   Ends ends;
   ends.seconds = options.watch.seconds;

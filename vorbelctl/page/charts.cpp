@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "vorbelctl/audit/outcome.h"
 #include "vorbelctl/page/text.h"
@@ -105,6 +106,11 @@ std::string since(const Axis& axis, std::int64_t begin_ms, std::int64_t end_ms) 
   return time_of_day(begin_ms) + " to " + time_of_day(end_ms == 0 ? axis.end_ms : end_ms);
 }
 
+std::string lane_begin(const std::string& name, const std::string& meaning, std::uint64_t total) {
+  return "<div class=\"lane-name\">" + name + "<b>" + grouped(total) + "</b></div><svg class=\"lane " + meaning +
+         "\" role=\"img\" aria-label=\"" + name + ": " + grouped(total) + "\">";
+}
+
 // One lane with a mark wherever `count` is not zero; the more there was, the stronger the mark.
 template <class Count>
 std::string fault_lane(const History& history, const Axis& axis, const std::string& name, const std::string& meaning,
@@ -116,8 +122,7 @@ std::string fault_lane(const History& history, const Axis& axis, const std::stri
     most = std::max(most, count(slice));
     total += count(slice);
   }
-  std::string lane = "<div class=\"lane-name\">" + name + "<b>" + grouped(total) + "</b></div><svg class=\"lane " +
-                     meaning + "\" role=\"img\" aria-label=\"" + name + ": " + grouped(total) + "\">";
+  std::string lane = lane_begin(name, meaning, total);
   for (std::size_t i = 0; i < slices.size(); ++i) {
     const std::uint64_t number = count(slices[i]);
     if (number == 0) continue;
@@ -125,8 +130,54 @@ std::string fault_lane(const History& history, const Axis& axis, const std::stri
     const double strength = 0.45 + 0.55 * static_cast<double>(number) / static_cast<double>(most);
     lane +=
         rectangle(at_time(axis, begin_ms), width_of(axis, history.timeline.width_ms), "0", "100%",
-                  " fill-opacity=\"" + fixed(strength, 2) + "\"",
+                  " class=\"shade\" fill-opacity=\"" + fixed(strength, 2) + "\"",
                   grouped(number) + " " + name + ", " + since(axis, begin_ms, begin_ms + history.timeline.width_ms));
+  }
+  return lane + "</svg>";
+}
+
+// More of a kind would run together on a wide screen.
+constexpr std::size_t most_ticks = 150;
+
+// How many messages the fault concerns in the lane of its kind.
+std::uint64_t weight_of(const Fault& fault, FaultKind kind) {
+  switch (kind) {
+    case FaultKind::lost:
+    case FaultKind::tail:
+      return fault.kind == kind ? fault.recovered + fault.missing : 0;
+    case FaultKind::out_of_order:
+      return fault.late;
+    default:
+      return fault.kind == kind ? 1 : 0;
+  }
+}
+
+std::string fault_numbers(const Fault& fault) {
+  const std::string first = "#" + std::to_string(fault.first);
+  return fault.last == fault.first ? first : first + " to #" + std::to_string(fault.last);
+}
+
+// The faults of one kind: a tick at the moment of each where all are known and have room, otherwise shades.
+template <class Count>
+std::string wire_lane(const History& history, const Axis& axis, const std::string& name, const std::string& meaning,
+                      FaultKind kind, const Count& count) {
+  std::vector<const Fault*> found;
+  std::uint64_t total = 0;
+  for (const Fault& fault : history.faults) {
+    if (weight_of(fault, kind) == 0) continue;
+    found.push_back(&fault);
+    total += weight_of(fault, kind);
+  }
+  if (history.faults_total > history.faults.size() || found.size() > most_ticks) {
+    return fault_lane(history, axis, name, meaning, count);
+  }
+  std::string lane = lane_begin(name, meaning, total);
+  for (const Fault* const fault : found) {
+    const std::string x = at_time(axis, fault->at_ms);
+    lane += "<line class=\"fault\" x1=\"" + x + "\" x2=\"" + x + "\" y1=\"0\" y2=\"100%\">" +
+            title(grouped(weight_of(*fault, kind)) + " " + name + ", " + fault_numbers(*fault) + ", " +
+                  moment_of_day(fault->at_ms)) +
+            "</line>";
   }
   return lane + "</svg>";
 }
@@ -145,6 +196,24 @@ std::string span_lane(const Axis& axis, const std::string& name, const std::stri
                   name + (span.what.empty() ? "" : " " + span.what) + ", " + since(axis, span.begin_ms, span.end_ms));
   }
   return lane + "</svg>";
+}
+
+// What ticks and shades mean, of those that are in the drawing.
+std::string lane_legend(const std::string& drawing, std::int64_t slice_ms) {
+  std::string legend;
+  if (drawing.find("class=\"fault\"") != std::string::npos) {
+    legend +=
+        "<span><svg class=\"lane lost\"><line class=\"fault\" x1=\"50%\" x2=\"50%\" y1=\"0\" y2=\"100%\"/></svg>"
+        "one fault at its moment</span>";
+  }
+  if (drawing.find("class=\"shade\"") != std::string::npos) {
+    legend += "<span><svg class=\"lane lost\">";
+    for (const auto& [x, strength] : {std::pair("0", "0.46"), std::pair("34%", "0.73"), std::pair("67%", "1.00")}) {
+      legend += std::string("<rect x=\"") + x + "\" width=\"33%\" height=\"100%\" fill-opacity=\"" + strength + "\"/>";
+    }
+    legend += "</svg>few to many within " + duration(static_cast<std::uint64_t>(slice_ms)) + "</span>";
+  }
+  return legend.empty() ? "" : "<p class=\"legend shades\">" + legend + "</p>";
 }
 
 std::string milestone_lane(const History& history, const Axis& axis) {
@@ -315,12 +384,14 @@ std::string timeline(const History& history, bool on_the_wire) {
           "\">" + grid_lines(axis) + level_lines(levels, 0, high) + bars(history, axis, high) +
           close_line(history, axis) + "</svg>";
   if (on_the_wire) {
-    html += fault_lane(history, axis, "lost", "lost", [](const TimelineSlice& slice) { return slice.lost; });
-    html += fault_lane(history, axis, "lost tails", "lost", [](const TimelineSlice& slice) { return slice.tails; });
-    html += fault_lane(history, axis, "out of order", "disorder",
-                       [](const TimelineSlice& slice) { return slice.out_of_order; });
-    html += fault_lane(history, axis, "duplicates", "duplicate",
-                       [](const TimelineSlice& slice) { return slice.duplicates; });
+    html += wire_lane(history, axis, "lost", "lost", FaultKind::lost,
+                      [](const TimelineSlice& slice) { return slice.lost; });
+    html += wire_lane(history, axis, "lost tails", "lost", FaultKind::tail,
+                      [](const TimelineSlice& slice) { return slice.tails; });
+    html += wire_lane(history, axis, "out of order", "disorder", FaultKind::out_of_order,
+                      [](const TimelineSlice& slice) { return slice.out_of_order; });
+    html += wire_lane(history, axis, "duplicates", "duplicate", FaultKind::duplicate,
+                      [](const TimelineSlice& slice) { return slice.duplicates; });
   }
   html += fault_lane(history, axis, "discrepancies", "lost",
                      [](const TimelineSlice& slice) { return slice.discrepancies; });
@@ -330,7 +401,8 @@ std::string timeline(const History& history, bool on_the_wire) {
   std::vector<TimeSpan> close;
   if (history.close_ms != 0) close.push_back({history.close_ms, history.close_ms, ""});
   html += span_lane(axis, "close", "close", close);
-  return html + "<div></div>" + time_scale(axis) + "</div>";
+  html += "<div></div>" + time_scale(axis) + "</div>";
+  return html + lane_legend(html, history.timeline.width_ms);
 }
 
 std::string price_chart(const History& history, const BondHistory& bond) {

@@ -12,7 +12,8 @@ namespace {
 
 using page::escaped;
 
-constexpr std::size_t rows_at_once = 30;
+constexpr std::size_t many_rows = 30;
+constexpr std::size_t few_rows = 10;  // of a table that stands before the figures
 
 std::string figure(const std::string& key, const std::string& label, std::uint64_t number, const std::string& meaning) {
   return "<div" + (meaning.empty() || number == 0 ? "" : " class=\"" + meaning + "\"") + "><dt>" + label +
@@ -83,7 +84,7 @@ std::string figures_part(const Outcome& outcome) {
 }
 
 // A table whose rows beyond the first ones are folded away.
-std::string table(const std::string& head, const std::vector<std::string>& rows) {
+std::string table(const std::string& head, const std::vector<std::string>& rows, std::size_t rows_at_once) {
   const auto block = [&](std::size_t begin, std::size_t end) {
     std::string html = "<div class=\"table\"><table><thead><tr>" + head + "</tr></thead><tbody>";
     for (std::size_t i = begin; i < end; ++i) html += "<tr>" + rows[i] + "</tr>";
@@ -114,7 +115,7 @@ std::string discrepancies_part(const Outcome& outcome) {
     html += "; the first " + grouped(discrepancies.listed.size()) + " of " + grouped(discrepancies.total);
   }
   return html + ".</p><div class=\"card\">" +
-         table("<th class=\"tight\">message</th><th>field</th><th>expected</th><th>found</th>", rows) +
+         table("<th class=\"tight\">message</th><th>field</th><th>expected</th><th>found</th>", rows, many_rows) +
          "</div></section>";
 }
 
@@ -212,23 +213,37 @@ std::string fault_row(const Fault& fault) {
          end_of_fault(fault) + "</td>";
 }
 
+bool is_lost(const Outcome& outcome) {
+  return verdict_word(outcome) == "lost";
+}
+
+// By time; where messages are lost, the faults that lost them come first.
+std::vector<Fault> sorted_faults(const Outcome& outcome) {
+  std::vector<Fault> faults = outcome.audit.history.faults;
+  std::stable_sort(faults.begin(), faults.end(), [](const Fault& a, const Fault& b) { return a.at_ms < b.at_ms; });
+  if (is_lost(outcome)) {
+    std::stable_partition(faults.begin(), faults.end(), [](const Fault& fault) { return fault.missing != 0; });
+  }
+  return faults;
+}
+
 std::string faults_part(const Outcome& outcome) {
   const History& history = outcome.audit.history;
   if (!outcome.audit.on_the_wire) return "";
   std::string html = "<section id=\"faults\"><h2>Faults on the wire</h2>";
   if (history.faults.empty()) return html + "<p class=\"note\">None.</p></section>";
-  std::vector<Fault> faults = history.faults;
-  std::stable_sort(faults.begin(), faults.end(), [](const Fault& a, const Fault& b) { return a.at_ms < b.at_ms; });
+  const std::vector<Fault> faults = sorted_faults(outcome);
   std::vector<std::string> rows(faults.size());
   std::transform(faults.begin(), faults.end(), rows.begin(), fault_row);
   html += "<p class=\"note\"><span data-key=\"faults\">" + grouped(history.faults_total) + "</span> in all";
   if (history.faults_total > rows.size()) html += ", of which the first " + grouped(rows.size());
-  html += "; the longest gap stayed open for " + page::duration(history.longest_open_ms) + ".</p>";
+  html += "; the longest gap stayed open for " + page::duration(history.longest_open_ms) +
+          (is_lost(outcome) ? ". Those that lost messages come first.</p>" : ".</p>");
   return html + "<div class=\"card\">" +
          table(
              "<th class=\"when\">when</th><th>what</th><th>messages</th><th class=\"number\">open for</th>"
              "<th>how it ended</th>",
-             rows) +
+             rows, is_lost(outcome) ? few_rows : many_rows) +
          "</div></section>";
 }
 
@@ -275,8 +290,11 @@ std::string outcome_page(const Outcome& outcome) {
       heading(outcome) + ": audit of " + escaped(outcome.session) + "</title><style>";
   html += page::style_sheet();
   html += "</style></head><body><main>";
-  html += verdict_part(outcome) + figures_part(outcome) + discrepancies_part(outcome) + timeline_part(outcome) +
-          bonds_part(outcome) + faults_part(outcome) + situations_part(outcome) + footer(outcome);
+  // Whoever reads that messages were lost wants to know which.
+  const std::string faults = faults_part(outcome);
+  html += verdict_part(outcome) + (is_lost(outcome) ? faults : "") + figures_part(outcome) +
+          discrepancies_part(outcome) + timeline_part(outcome) + bonds_part(outcome) +
+          (is_lost(outcome) ? "" : faults) + situations_part(outcome) + footer(outcome);
   return html + "</main></body></html>\n";
 }
 

@@ -68,6 +68,11 @@ line.close { stroke: var(--close); stroke-width: 1; stroke-dasharray: 3 3; }
 .lane-name b { font-weight: 600; color: var(--ink); }
 .lane { width: 100%; height: 0.7rem; margin: 0.28rem 0; display: block; background: var(--grid); border-radius: 2px; }
 .lane.lost { fill: var(--lost); } .lane.disorder { fill: var(--disorder); } .lane.duplicate { fill: var(--duplicate); }
+.lane.lost { stroke: var(--lost); } .lane.disorder { stroke: var(--disorder); } .lane.duplicate { stroke: var(--duplicate); }
+.lane rect { stroke: none; }
+.lane .fault { stroke-width: 2; }
+.shades { margin: 0.6rem 0 0; }
+.legend .lane { display: inline-block; width: 2.4rem; height: 0.7rem; margin: 0 0.4rem 0 0; vertical-align: -0.05rem; overflow: hidden; }
 .lane.mark { stroke: var(--ink); stroke-width: 2; }
 .lane.halt { fill: var(--halt); } .lane.idle { fill: var(--idle); } .lane.close { fill: var(--close); }
 .scale { position: relative; height: 1.4rem; margin-top: 0.1rem; color: var(--soft); font-size: 0.78rem; }
@@ -119,7 +124,7 @@ footer { margin-top: 3.5rem; color: var(--soft); font-size: 0.85rem; overflow-wr
   main { max-width: none; padding: 0; }
   .card, .figures, tr { break-inside: avoid; }
   h2 { break-after: avoid; margin-top: 2rem; }
-  .messages rect, .lane, .lane rect, .kind::before { print-color-adjust: exact; -webkit-print-color-adjust: exact; }
+  .messages rect, .lane, .lane rect, .lane line, .kind::before { print-color-adjust: exact; -webkit-print-color-adjust: exact; }
 }
 )css";
 }

@@ -32,80 +32,85 @@ TEST(Rate, IsTheGrowthBetweenTwoLooks) {
   EXPECT_EQ(rate.per_second, 10);
 }
 
-TEST(Screen, ShowsTheBondsAndWhatHappened) {
-  Dashboard dashboard = dashboard_after_a_trade();
-  take_event(dashboard, message(4, sample::halt()));
-  ReceiverTotals totals;
-  totals.messages = 2;
-  const auto lines = screen_lines(dashboard, totals, 200, 20);
-  EXPECT_EQ(lines[0], "vorbelctl watch   BTDS000001 on 233.54.19.111:28977   q ends it");
-  EXPECT_EQ(lines[1], "feed    0.0/s  messages 2  packets 0  heartbeats 0");
-  EXPECT_EQ(lines[3], "bench   the control port 127.0.0.1:28980 does not answer");
-  EXPECT_EQ(lines[5], "cusip     symbol               last       high        low print canc corr");
-  EXPECT_EQ(lines[6], "037833DT4 AAPL 3.85 43    98.250000  98.250000  98.250000     1    0    0 HALTED T.1");
-  EXPECT_EQ(lines.back(), "       4  halt         12:00:03  037833DT4 AAPL 3.85 43   halted T.1");
+Event event_of(EventKind kind, std::uint64_t first) {
+  Event event;
+  event.kind = kind;
+  event.first = event.last = first;
+  return event;
 }
 
-TEST(Screen, ShowsTheStatistics) {
-  Dashboard dashboard;
-  dashboard.stats = *parse_stats(
-      "seq 12 messages 13 packets 9 reports 10 capped 2 cancels 1 corrections 3 halts 4 retrans 5 "
-      "vorbeld faults: sent 8 dropped 1 duplicated 6 reordered 7");
-  const auto lines = screen_lines(dashboard, {}, 200, 20);
-  EXPECT_EQ(lines[3], "bench   0.0/s  seq 12  reports 10  capped 2  retrans 5");
-  EXPECT_EQ(lines[4], "        cancels 1  corrections 3  halts 4");
-  EXPECT_EQ(lines[5], "faults  sent 8  dropped 1  duplicated 6  reordered 7");
-}
-
-TEST(Screen, ShowsAHaltAndLargeNumbersOnAnOrdinaryTerminal) {
-  Dashboard dashboard = dashboard_after_a_trade();
-  take_event(dashboard, message(4, sample::halt()));
-  dashboard.reports.per_second = 1234;
-  dashboard.stats = *parse_stats(
-      "seq 1234567 messages 1234567 packets 1234567 reports 1234567 capped 1234567 cancels 1234567 corrections 1234567 "
-      "halts 1234567 retrans 1234 vorbeld faults: sent 1234567 dropped 1234567 duplicated 1234567 reordered 1234567");
-  const auto lines = screen_lines(dashboard, {}, 80, 24);
-  EXPECT_EQ(lines[3], "bench   1234.0/s  seq 1234567  reports 1234567  capped 1234567  retrans 1234");
-  EXPECT_EQ(lines[4], "        cancels 1234567  corrections 1234567  halts 1234567");
-  EXPECT_EQ(lines[5], "faults  sent 1234567  dropped 1234567  duplicated 1234567  reordered 1234567");
-  EXPECT_EQ(lines[8].substr(60), "  1    0    0 HALTED");
-}
-
-TEST(Screen, KeepsRoomForEventsAndCountsTheBondsThatItLeavesOut) {
-  Dashboard dashboard;
-  for (int bond = 10; bond < 40; ++bond) dashboard.books["0000000" + std::to_string(bond)];
-  for (std::uint64_t i = 1; i <= 9; ++i) take_event(dashboard, message(i, "bad"));
-  const auto lines = screen_lines(dashboard, {}, 80, 24);
-  ASSERT_EQ(lines.size(), 24U);
-  EXPECT_EQ(lines[16].substr(0, 9), "000000020");
-  EXPECT_EQ(lines[17], "... 19 more");
-  EXPECT_EQ(lines[18], "");
-  EXPECT_EQ(lines[19].substr(0, 22), "       5  malformed   ");
-  EXPECT_EQ(lines[23].substr(0, 22), "       9  malformed   ");
-}
-
-TEST(Screen, GivesTheBondsTheRoomThatEventsDoNotNeed) {
-  Dashboard dashboard;
-  for (int bond = 10; bond < 27; ++bond) dashboard.books["0000000" + std::to_string(bond)];
-  const auto lines = screen_lines(dashboard, {}, 80, 24);
-  EXPECT_EQ(lines[22].substr(0, 9), "000000026");
-}
-
-TEST(Screen, SaysNothingOfAControlPortThatIsNotThere) {
-  Dashboard dashboard;
-  dashboard.addresses.control_port = 0;
-  for (const auto& line : screen_lines(dashboard, {}, 80, 24)) EXPECT_EQ(line.find("control port"), std::string::npos);
-}
-
-TEST(Screen, NeverExceedsItsTerminal) {
+TEST(Screen, KeepsTheLatestEvents) {
   Dashboard dashboard = dashboard_after_a_trade();
   for (std::uint64_t i = 0; i < 2 * most_recent; ++i) take_event(dashboard, message(i, "bad"));
   EXPECT_EQ(dashboard.recent.size(), most_recent);
-  for (const std::size_t height : {1U, 5U, 24U}) {
-    const auto lines = screen_lines(dashboard, {}, 30, height);
-    EXPECT_EQ(lines.size(), height);
-    for (const auto& line : lines) EXPECT_LE(line.size(), 30U);
+}
+
+TEST(Dashboard, LearnsOfARestartByTheFeed) {
+  Dashboard dashboard = dashboard_after_a_trade();
+  take_event(dashboard, event_of(EventKind::missing, 4));
+  take_event(dashboard, event_of(EventKind::end_of_session, 5));
+  EXPECT_TRUE(dashboard.is_lossy && dashboard.has_ended);
+  Event again = event_of(EventKind::began_again, 1);
+  again.at_ms = 7000;
+  take_event(dashboard, again);
+  EXPECT_EQ(dashboard.restarted_ms, 7000U);
+  EXPECT_TRUE(dashboard.books.empty());
+  EXPECT_FALSE(dashboard.is_lossy || dashboard.has_ended);
+}
+
+TEST(Dashboard, LearnsOfARestartByTheControlPortToo) {
+  Dashboard dashboard;
+  const auto stats = [](std::uint64_t seq) { return FieldList{{"seq", seq}, {"reports", std::uint64_t{1}}}; };
+  take_stats(dashboard, stats(12), 1000);
+  take_stats(dashboard, {}, 2000);
+  EXPECT_TRUE(dashboard.stats.empty());
+  take_stats(dashboard, stats(12), 3000);
+  EXPECT_EQ(dashboard.restarted_ms, 0U);
+  take_stats(dashboard, stats(3), 4000);
+  EXPECT_EQ(dashboard.restarted_ms, 4000U);
+}
+
+TEST(Dashboard, CountsSilenceFromTheLatestPacketOrTheFirstLook) {
+  Dashboard dashboard;
+  ReceiverTotals totals;
+  look_at_clock(dashboard, totals, 1000);
+  look_at_clock(dashboard, totals, 2500);
+  EXPECT_EQ(silent_ms(dashboard), 1500U);
+  totals.ours = 1;
+  look_at_clock(dashboard, totals, 2600);
+  EXPECT_EQ(silent_ms(dashboard), 0U);
+  look_at_clock(dashboard, totals, 5000);
+  EXPECT_EQ(silent_ms(dashboard), 2400U);
+}
+
+TEST(Losses, OfABondAreThoseThatWereRecovered) {
+  Dashboard dashboard;
+  Event event = message(3, sample::trade());
+  event.via = Via::recovered;
+  take_event(dashboard, event);
+  EXPECT_EQ(dashboard.losses["037833DT4"].recovered, 1U);
+  EXPECT_FALSE(dashboard.losses["037833DT4"].lacks);
+}
+
+// The sample trade is the first of its day at 98.25; the cancel's day has its high at 101.5, which nobody told of.
+TEST(Losses, ShowInAMessageThatContradictsWhatWasHeard) {
+  for (const bool is_lossy : {false, true}) {
+    Dashboard dashboard = dashboard_after_a_trade();
+    if (is_lossy) take_event(dashboard, event_of(EventKind::missing, 4));
+    Event halt = message(5, sample::halt());
+    take_event(dashboard, halt);
+    EXPECT_TRUE(dashboard.losses.empty());
+    dashboard.books["037833DT4"].day.high = Sale{99, 3.9};
+    take_event(dashboard, message(6, sample::cancel()));
+    EXPECT_EQ(dashboard.losses.contains("037833DT4"), is_lossy);
   }
+}
+
+TEST(Losses, AreNotShownByWhatIsNotKnown) {
+  const Decoded trade = decode_message(sample::trade());
+  const Decoded cancel = decode_message(sample::cancel());
+  EXPECT_FALSE(shows_loss({}, trade.message));
+  EXPECT_FALSE(shows_loss({}, cancel.message));
 }
 
 TEST(Screen, LeavesEverydayEventsOut) {

@@ -198,6 +198,51 @@ TEST(RateLabels, StandApartHoweverManyMessagesThereAre) {
   }
 }
 
+std::size_t count_in(const std::string& text, std::string_view part) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+// A run of ten minutes with so many losses of two messages each.
+std::unique_ptr<Outcome> run_with_losses(std::size_t losses) {
+  auto outcome = run_of(noon_ms, 600000);
+  History& history = outcome->audit.history;
+  for (std::size_t i = 0; i < losses; ++i) {
+    const std::int64_t at_ms = noon_ms + static_cast<std::int64_t>(i) * 1000;
+    Fault fault{FaultKind::lost, at_ms, 10 * i + 1, 10 * i + 2, 30, 1, 0, 1};
+    history.faults.push_back(fault);
+    history.timeline.slices[static_cast<std::size_t>((at_ms - noon_ms) / history.timeline.width_ms)].lost += 2;
+  }
+  history.faults_total = losses;
+  return outcome;
+}
+
+TEST(Losses, AreTicksWhileThereIsRoomForThem) {
+  const std::string drawn = timeline(run_with_losses(3)->audit.history, true);
+  EXPECT_EQ(count_in(drawn, "<title>2 lost, #"), 3U);
+  EXPECT_NE(drawn.find("2 lost, #21 to #22, 12:00:02.000"), std::string::npos);
+  EXPECT_NE(drawn.find("one fault at its moment"), std::string::npos);
+  EXPECT_EQ(count_in(drawn, "class=\"shade\""), 0U);
+  EXPECT_EQ(drawn.find("few to many"), std::string::npos);
+}
+
+TEST(Losses, AreShadesWithALegendWhereTheyAreMany) {
+  const std::string drawn = timeline(run_with_losses(400)->audit.history, true);
+  EXPECT_EQ(drawn.find("2 lost, #"), std::string::npos);
+  EXPECT_NE(drawn.find("lost<b>800</b>"), std::string::npos);
+  EXPECT_EQ(count_in(drawn, "class=\"shade\""), 100U);  // slices of four seconds
+  EXPECT_NE(drawn.find("few to many within 4.0 s"), std::string::npos);
+}
+
+TEST(Losses, AreShadesWhereNotAllOfThemAreListed) {
+  const auto outcome = run_with_losses(3);
+  outcome->audit.history.faults_total = 4;
+  const std::string drawn = timeline(outcome->audit.history, true);
+  EXPECT_EQ(count_in(drawn, "class=\"fault\""), 0U);
+  EXPECT_EQ(count_in(drawn, "class=\"shade\""), 1U);
+}
+
 TEST(Page, HoldsNumbersOnlyWhateverTheOutcome) {
   for (const auto& [name, outcome] : outcomes()) {
     SCOPED_TRACE(name);
