@@ -73,8 +73,8 @@ inline bool is_beyond(const Audit& audit, std::uint64_t sequence) {
 // Messages that may wait for their records. Beyond that the bench is not believed to write them any more.
 inline constexpr std::size_t most_pending = 20000;
 
-// Takes the events, oldest first; nothing from where the feed began again on.
-void note_events(Audit& audit, const std::vector<Event>& events);
+// Takes the events, oldest first, with their bytes; nothing from where the feed began again on.
+void note_events(Audit& audit, std::vector<Event> events);
 
 // Reconciles everything that the files have by now; with `no_more`, when the bench is done writing, everything.
 void advance(Audit& audit, bool no_more);
