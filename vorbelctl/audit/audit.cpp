@@ -178,8 +178,11 @@ void note_events(Audit& audit, std::vector<Event> events) {
   }
 }
 
-void advance(Audit& audit, bool no_more) {
-  while (!audit.pending.empty()) {
+void advance(Audit& audit, bool no_more, std::size_t most) {
+  audit.judged_all = true;
+  for (std::size_t judged = 0; !audit.pending.empty(); ++judged) {
+    audit.judged_all = judged < most;
+    if (!audit.judged_all) return;
     Pending& next = audit.pending.front();
     const bool give_up_waiting = no_more || audit.pending.size() > most_pending;
     const bool done = next.missing ? reconcile_missing(audit, next, give_up_waiting)

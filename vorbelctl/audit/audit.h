@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -58,7 +59,8 @@ struct Audit {
   RunSample sample;                // of the first trades
   std::vector<std::string> notes;  // what else to know of where the messages came from, as sentences
   std::string restart;             // where the feed began again, as a sentence; empty: it did not
-  std::deque<Pending> pending;     // at most most_pending
+  std::deque<Pending> pending;     // beyond most_pending, they do not wait for their records
+  bool judged_all = true;          // nothing that could be judged was left when advance ended
 };
 
 inline std::uint64_t count_of(const AuditCounts& counts, Kind kind) {
@@ -76,8 +78,9 @@ inline constexpr std::size_t most_pending = 20000;
 // Takes the events, oldest first, with their bytes; nothing from where the feed began again on.
 void note_events(Audit& audit, std::vector<Event> events);
 
-// Reconciles everything that the files have by now; with `no_more`, when the bench is done writing, everything.
-void advance(Audit& audit, bool no_more);
+// Reconciles everything that the files have by now; with `no_more`, when the bench is done writing, everything. `most`:
+// messages after which it ends all the same.
+void advance(Audit& audit, bool no_more, std::size_t most = std::numeric_limits<std::size_t>::max());
 
 // To be called when everything is reconciled: what has turned up since the last message joins the course of the run.
 void note_rest(Audit& audit);

@@ -22,10 +22,11 @@ struct Outcome {
   std::string tape;      // empty: there was none
   std::string ended_by;  // "end of session", "time", "interrupt", "silence", "began again" or "end of input"
   std::uint64_t lasted_ms = 0;
-  std::string unfinished;  // what was asked for and did not come, as a sentence; empty: nothing
-  bool kept_whole = true;  // false: the capture that was to be kept could not be written whole
-  Input recording;         // of a handler; its path is empty where there was none
-  ReceiverTotals totals;   // of the receiver; nothing of a handler's recording
+  std::string unfinished;         // what was asked for and did not come, as a sentence; empty: nothing
+  std::uint64_t feed_buffer = 0;  // bytes that the receive buffer of a live audit had
+  bool kept_whole = true;         // false: the capture that was to be kept could not be written whole
+  Input recording;                // of a handler; its path is empty where there was none
+  ReceiverTotals totals;          // of the receiver; nothing of a handler's recording
   Audit audit;
 };
 
@@ -44,6 +45,9 @@ std::uint64_t missing_in_all(const Outcome& outcome);
 // Messages that the feed did not carry to us, whether they were recovered or not.
 std::uint64_t lost_on_wire(const Outcome& outcome);
 
+// True when losses may be this audit's own and not the wire's, and nothing else is wrong.
+bool could_not_keep_up(const Outcome& outcome);
+
 // The likely reason of most that is wrong, as a sentence; empty: none is known.
 std::string likely_text(const Outcome& outcome);
 
@@ -54,7 +58,8 @@ std::optional<Discrepancy> first_wrong(const Outcome& outcome);
 std::vector<const Discrepancy*> in_order(const Discrepancies& discrepancies);
 
 // "equal", "lost" when messages are missing but all others are right, or "different"; "unfinished" when nothing is
-// wrong but not everything that was asked for came; "began again" whenever the feed did.
+// wrong but not everything that was asked for came; "began again" whenever the feed did; "could not keep up" when
+// packets were lost at our own receive buffer and nothing else is wrong.
 std::string_view verdict_word(const Outcome& outcome);
 
 // The verdict in one sentence.

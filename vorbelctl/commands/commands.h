@@ -17,7 +17,8 @@ enum Status : std::uint8_t {
   nobody_there = 3,     // nothing came, or what was asked for did not come in time
   own_error = 4,        // an error of vorbelctl itself
   began_again = 5,      // the feed began again while it was followed: a restarted bench
-  unwritten = 6         // an output could not be written; whatever else was found has been said
+  unwritten = 6,        // an output could not be written; whatever else was found has been said
+  too_slow = 7          // packets found no room in our own receive buffer, so what was lost says nothing of the feed
 };
 
 // Sends one control command, or a script of them, and prints the replies.

@@ -64,9 +64,11 @@ void follow_on(const Options& options, Follower& follower, Printer& printer, int
 void settle_gaps(const Options& options, Follower& follower, Printer& printer) {
   constexpr std::uint64_t patience_ms = 3000;
   const std::uint64_t seen_end = follower.receiver.end;
-  const std::uint64_t until_ms = vorbeld::monotonic_ms() + patience_ms;
+  std::uint64_t until_ms = vorbeld::monotonic_ms() + patience_ms;
   while (follower.receiver.next < seen_end && vorbeld::monotonic_ms() < until_ms && !interrupted()) {
+    const std::uint64_t recovered = follower.receiver.totals.recovered;
     follow_on(options, follower, printer, 10);
+    if (follower.receiver.totals.recovered != recovered) until_ms = vorbeld::monotonic_ms() + patience_ms;
   }
 }
 
@@ -102,10 +104,16 @@ bool is_captured(const Options& options, const Follower& follower) {
 int status_of(const Options& options, const Printer& printer, const Follower& follower, const std::string& lack) {
   Status status = is_captured(options, follower) ? all_well : unwritten;
   if (follower.receiver.totals.ours == 0) return end_with(nobody_there, no_feed(options.addresses), options.json);
+  std::string end_reason = lack;
   if (!lack.empty()) status = nobody_there;
   if (is_amiss(printer.shown)) status = something_amiss;
+  if (could_not_keep_up(totals_as_shown(follower.receiver.totals, printer.shown))) {
+    status = too_slow;
+    end_reason =
+        own_loss_text(follower.receiver.totals.dropped_here, follower.feed_buffer) + (lack.empty() ? "" : "; " + lack);
+  }
   if (printer.shown.began_again != 0) status = began_again;
-  return lack.empty() ? status : end_with(status, lack, options.json);
+  return end_reason.empty() ? status : end_with(status, end_reason, options.json);
 }
 
 Ends ends_of(const ListenOptions& listen) {

@@ -482,6 +482,11 @@ std::vector<Event> take_events(Receiver& receiver) {
   return std::exchange(receiver.events, {});
 }
 
+bool could_not_keep_up(const ReceiverTotals& totals) {
+  const bool contradicted = totals.altered != 0 || totals.second_senders != 0;
+  return totals.dropped_here != 0 && totals.skipped > totals.late && !contradicted;
+}
+
 bool complete(const Receiver& receiver) {
   return receiver.ended && receiver.gaps.empty();
 }
