@@ -98,12 +98,12 @@ bool reconcile_message(Audit& audit, const Pending& pending, bool no_more) {
   return true;
 }
 
-void queue(Audit& audit, const Event& event, std::int64_t at_ms) {
+void queue(Audit& audit, Event& event, std::int64_t at_ms) {
   Pending pending;
   pending.first = event.first;
   pending.last = event.last;
   pending.missing = event.kind == EventKind::missing;
-  pending.bytes = event.text;
+  pending.bytes = std::move(event.text);
   pending.until_ms = static_cast<std::uint64_t>(at_ms);
   if (event.kind == EventKind::message && event.via != Via::recovered) pending.received_ms = pending.until_ms;
   audit.pending.push_back(std::move(pending));
@@ -154,7 +154,7 @@ bool lies_beyond(const Audit& audit, const Event& event) {
          event.kind != EventKind::second_sender;
 }
 
-void take_event(Audit& audit, const Event& event) {
+void take_event(Audit& audit, Event& event) {
   const std::int64_t at_ms = static_cast<std::int64_t>(event.at_ms) + audit.clock_offset_ms;
   note_joining(audit, event);
   count_event(audit, event);
@@ -170,8 +170,8 @@ void take_event(Audit& audit, const Event& event) {
 
 }  // namespace
 
-void note_events(Audit& audit, const std::vector<Event>& events) {
-  for (const Event& event : events) {
+void note_events(Audit& audit, std::vector<Event> events) {
+  for (Event& event : events) {
     if (!audit.restart.empty()) return;
     if (lies_beyond(audit, event)) continue;
     if (event.kind == EventKind::missing && is_beyond(audit, event.last)) {
@@ -184,8 +184,11 @@ void note_events(Audit& audit, const std::vector<Event>& events) {
   }
 }
 
-void advance(Audit& audit, bool no_more) {
-  while (!audit.pending.empty()) {
+void advance(Audit& audit, bool no_more, std::size_t most) {
+  audit.judged_all = true;
+  for (std::size_t judged = 0; !audit.pending.empty(); ++judged) {
+    audit.judged_all = judged < most;
+    if (!audit.judged_all) return;
     Pending& next = audit.pending.front();
     const bool give_up_waiting = no_more || audit.pending.size() > most_pending;
     const bool done = next.missing ? reconcile_missing(audit, next, give_up_waiting)

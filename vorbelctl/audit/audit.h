@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -61,7 +62,8 @@ struct Audit {
   RunSample sample;                // of the first trades
   std::vector<std::string> notes;  // what else to know of where the messages came from, as sentences
   std::string restart;             // where the feed began again, as a sentence; empty: it did not
-  std::deque<Pending> pending;     // at most most_pending
+  std::deque<Pending> pending;     // beyond most_pending, they do not wait for their records
+  bool judged_all = true;          // nothing that could be judged was left when advance ended
 
   // Called behind every message that was reconciled; empty: nobody looks on.
   std::function<void()> on_judged;
@@ -79,11 +81,12 @@ inline bool is_beyond(const Audit& audit, std::uint64_t sequence) {
 // Messages that may wait for their records. Beyond that the bench is not believed to write them any more.
 inline constexpr std::size_t most_pending = 20000;
 
-// Takes the events, oldest first; nothing from where the feed began again on.
-void note_events(Audit& audit, const std::vector<Event>& events);
+// Takes the events, oldest first, with their bytes; nothing from where the feed began again on.
+void note_events(Audit& audit, std::vector<Event> events);
 
-// Reconciles everything that the files have by now; with `no_more`, when the bench is done writing, everything.
-void advance(Audit& audit, bool no_more);
+// Reconciles everything that the files have by now; with `no_more`, when the bench is done writing, everything. `most`:
+// messages after which it ends all the same.
+void advance(Audit& audit, bool no_more, std::size_t most = std::numeric_limits<std::size_t>::max());
 
 // To be called when everything is reconciled: what has turned up since the last message joins the course of the run,
 // and what that tells joins the situations.

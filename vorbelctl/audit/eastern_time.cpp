@@ -1,6 +1,6 @@
 #include "vorbelctl/audit/eastern_time.h"
 
-#include <algorithm>
+#include <array>
 #include <chrono>
 #include <initializer_list>
 
@@ -13,19 +13,21 @@ constexpr std::int64_t summer_s = -14400;
 constexpr std::int64_t winter_s = -18000;
 
 bool is_four_digit_year(chrono::sys_seconds instant) {
-  const chrono::sys_days begin = chrono::year(1) / chrono::January / 1;
-  const chrono::sys_days end = chrono::year(10000) / chrono::January / 1;
+  constexpr chrono::sys_days begin = chrono::year(1) / chrono::January / 1;
+  constexpr chrono::sys_days end = chrono::year(10000) / chrono::January / 1;
   return instant >= begin && instant < end;
 }
 
-bool all_digits(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
-
-int number_at(std::string_view digits, std::size_t at, std::size_t width) {
-  int number = 0;
-  for (const char digit : digits.substr(at, width)) number = number * 10 + (digit - '0');
-  return number;
+// The fourteen digits two by two; false where one of them is none.
+bool read_pairs(std::string_view digits, std::array<int, 7>& pairs) {
+  bool all_digits = true;
+  for (std::size_t i = 0; i < pairs.size(); ++i) {
+    const int tens = digits[2 * i] - '0';
+    const int ones = digits[2 * i + 1] - '0';
+    all_digits = all_digits && tens >= 0 && tens <= 9 && ones >= 0 && ones <= 9;
+    pairs[i] = 10 * tens + ones;
+  }
+  return all_digits;
 }
 
 void put_number(std::string& text, std::size_t at, std::size_t width, unsigned number) {
@@ -36,10 +38,16 @@ void put_number(std::string& text, std::size_t at, std::size_t width, unsigned n
 
 std::int64_t local_offset_s(std::int64_t utc_s) {
   const chrono::sys_seconds instant{chrono::seconds(utc_s)};
-  const auto year = chrono::year_month_day(chrono::floor<chrono::days>(instant)).year();
-  const chrono::sys_seconds begin = chrono::sys_days(year / chrono::March / chrono::Sunday[2]) + chrono::hours(7);
-  const chrono::sys_seconds end = chrono::sys_days(year / chrono::November / chrono::Sunday[1]) + chrono::hours(6);
-  return instant >= begin && instant < end ? summer_s : winter_s;
+  const chrono::year_month_day date(chrono::floor<chrono::days>(instant));
+  if (date.month() == chrono::March) {
+    const chrono::sys_days begin(date.year() / chrono::March / chrono::Sunday[2]);
+    return instant >= begin + chrono::hours(7) ? summer_s : winter_s;
+  }
+  if (date.month() == chrono::November) {
+    const chrono::sys_days end(date.year() / chrono::November / chrono::Sunday[1]);
+    return instant < end + chrono::hours(6) ? summer_s : winter_s;
+  }
+  return date.month() > chrono::March && date.month() < chrono::November ? summer_s : winter_s;
 }
 
 std::string local_date_time(std::int64_t utc_s) {
@@ -60,23 +68,24 @@ std::string local_date_time(std::int64_t utc_s) {
   return text;
 }
 
-std::vector<std::int64_t> utc_of_local(std::string_view digits) {
-  if (digits.size() != 14 || !all_digits(digits)) return {};
-  const chrono::year_month_day date(chrono::year(number_at(digits, 0, 4)),
-                                    chrono::month(static_cast<unsigned>(number_at(digits, 4, 2))),
-                                    chrono::day(static_cast<unsigned>(number_at(digits, 6, 2))));
-  const chrono::hours hour(number_at(digits, 8, 2));
-  const chrono::minutes minute(number_at(digits, 10, 2));
-  const chrono::seconds second(number_at(digits, 12, 2));
+Instants utc_of_local(std::string_view digits) {
+  std::array<int, 7> pairs{};
+  if (digits.size() != 2 * pairs.size() || !read_pairs(digits, pairs)) return {};
+  const chrono::year_month_day date(chrono::year(100 * pairs[0] + pairs[1]),
+                                    chrono::month(static_cast<unsigned>(pairs[2])),
+                                    chrono::day(static_cast<unsigned>(pairs[3])));
+  const chrono::hours hour(pairs[4]);
+  const chrono::minutes minute(pairs[5]);
+  const chrono::seconds second(pairs[6]);
   if (!date.ok() || date.year() < chrono::year(1) || hour.count() > 23 || minute.count() > 59 || second.count() > 59) {
     return {};
   }
   const std::int64_t local_s =
       chrono::seconds(chrono::sys_days(date).time_since_epoch() + hour + minute + second).count();
-  std::vector<std::int64_t> instants;
+  Instants instants;
   for (const std::int64_t offset_s : {summer_s, winter_s}) {
     const std::int64_t utc_s = local_s - offset_s;
-    if (local_offset_s(utc_s) == offset_s) instants.push_back(utc_s);
+    if (local_offset_s(utc_s) == offset_s) instants.all[instants.count++] = utc_s;
   }
   return instants;
 }

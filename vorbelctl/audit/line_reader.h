@@ -4,10 +4,12 @@
 #pragma once
 
 #include <cstdint>
-#include <fstream>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "vorbelctl/doors/sockets.h"
 
 namespace vorbelctl {
 
@@ -29,8 +31,10 @@ struct RunExtent {
 };
 
 struct LineReader {
-  std::ifstream stream;
-  std::string block;           // bytes of the file from `block_at` on
+  Descriptor file;
+  std::unique_ptr<char[]> room;  // of room_size bytes; holds the block
+  std::size_t room_size = 0;
+  std::string_view block;      // bytes of the file from `block_at` on
   std::uint64_t block_at = 0;  // offset in the file
   std::uint64_t next_at = 0;   // offset of the line to be read next
   std::uint64_t next_number = 1;

@@ -17,16 +17,30 @@
 namespace vorbelctl {
 namespace {
 
-constexpr std::uint64_t recovery_patience_ms = 5000;  // for gaps that are open when the audit ends
+constexpr std::uint64_t recovery_patience_ms = 5000;  // for gaps that are open at the end, once nothing comes any more
+constexpr std::size_t most_at_once = 500;             // messages judged between two looks at the socket
 constexpr std::uint64_t writing_patience_ms = 2000;   // for records of messages that are already here
 
 std::uint64_t elapsed_ms(std::uint64_t since_ms) {
   return vorbeld::monotonic_ms() - since_ms;
 }
 
+// The messages that wait to be judged stand in the audit: so the socket is emptied again after a few of them, however
+// many there are. What is waited for is either packets or, with nothing left to judge, the bench's files.
 void pump_into(Audit& audit, Follower& follower, int timeout_ms) {
-  note_events(audit, pump(follower, timeout_ms));
-  advance(audit, false);
+  constexpr std::size_t most_queued = 500000;  // some 200 MB; beyond, packets wait in the receive buffer
+  const bool is_full = audit.pending.size() >= most_queued;
+  if (!is_full) note_events(audit, pump(follower, audit.judged_all ? timeout_ms : 0));
+  advance(audit, false, most_at_once);
+}
+
+// What has arrived by now is judged, though nothing more is waited for.
+void take_what_is_here(Audit& audit, Follower& follower) {
+  constexpr std::uint64_t patience_ms = 1000;  // a feed that goes on never ends
+  const std::uint64_t begun_ms = vorbeld::monotonic_ms();
+  do {
+    note_events(audit, pump(follower, 0));
+  } while (!follower.feed_empty && elapsed_ms(begun_ms) < patience_ms);
 }
 
 // A bench writes the record of a message at once. `since_ms`: when a message was first seen waiting for the first
@@ -64,12 +78,16 @@ void settle_gaps(Audit& audit, Follower& follower) {
   settle_rival(follower.receiver, vorbeld::monotonic_ms());
   note_events(audit, take_events(follower.receiver));
   if (!audit.restart.empty()) return;
-  const std::uint64_t begun_ms = vorbeld::monotonic_ms();
+  std::uint64_t progress_ms = vorbeld::monotonic_ms();
   const auto is_open = [&] {
     const auto& gaps = follower.receiver.gaps;
     return !gaps.empty() && !is_beyond(audit, gaps.front().first);
   };
-  while (is_open() && elapsed_ms(begun_ms) < recovery_patience_ms) pump_into(audit, follower, 10);
+  while (is_open() && elapsed_ms(progress_ms) < recovery_patience_ms) {
+    const std::uint64_t recovered = follower.receiver.totals.recovered;
+    pump_into(audit, follower, 10);
+    if (follower.receiver.totals.recovered != recovered) progress_ms = vorbeld::monotonic_ms();
+  }
   finish(follower.receiver, vorbeld::monotonic_ms());
   note_events(audit, take_events(follower.receiver));
 }
@@ -204,6 +222,7 @@ bool audit_feed(Outcome& outcome, Follower& follower, const AuditRequest& reques
   outcome.ended_by = end_name(follow_to_the_end(outcome, follower, request.ends, progress));
   const std::uint64_t ended_ms = vorbeld::monotonic_ms();
   if (follower.receiver.totals.ours == 0) throw NoFeed(no_feed(request.addresses));
+  take_what_is_here(outcome.audit, follower);
   settle_gaps(outcome.audit, follower);
   settle_records(outcome.audit);
   if (!outcome.audit.restart.empty()) {
@@ -212,6 +231,7 @@ bool audit_feed(Outcome& outcome, Follower& follower, const AuditRequest& reques
     outcome.unfinished = what_did_not_come(request.ends, progress, follower.receiver, ended_ms);
   }
   outcome.totals = follower.receiver.totals;
+  outcome.feed_buffer = follower.feed_buffer;
   outcome.kept_whole = follower.captured_all;
   return missing_in_all(outcome) == 0 || outcome.totals.requests == 0 || outcome.totals.recovered != 0;
 }

@@ -8,6 +8,7 @@
 
 #include "vorbelctl/audit/coverage.h"
 #include "vorbelctl/audit/names.h"
+#include "vorbelctl/handler/follow.h"
 #include "vorbelctl/wording/wording.h"
 
 namespace vorbelctl {
@@ -36,9 +37,10 @@ std::string wire_rows(const Outcome& outcome) {
   const ReceiverTotals& totals = outcome.totals;
   std::string text;
   if (outcome.audit.on_the_wire) {
-    text += row("lost on the wire", lost_on_wire(outcome),
+    text += row(totals.dropped_here == 0 ? "lost on the wire" : "lost here or there", lost_on_wire(outcome),
                 fmt::format("{} recovered, {} missing; longest gap {} ms", grouped(counts.recovered),
                             grouped(counts.missing), grouped(outcome.audit.history.longest_open_ms)));
+    if (totals.dropped_here != 0) text += row("dropped here", totals.dropped_here, "packets, for lack of room");
     text += row("duplicates", totals.duplicates);
     if (totals.altered != 0) text += row("altered", totals.altered, "came again with other contents");
     text += row("out of order", counts.out_of_order);
@@ -179,6 +181,11 @@ std::uint64_t lost_on_wire(const Outcome& outcome) {
   return outcome.audit.counts.recovered + outcome.audit.counts.missing;
 }
 
+bool could_not_keep_up(const Outcome& outcome) {
+  return outcome.totals.dropped_here != 0 && lost_on_wire(outcome) != 0 &&
+         outcome.audit.reconciliation.discrepancies.total == 0;
+}
+
 std::string likely_text(const Outcome& outcome) {
   const Audit& audit = outcome.audit;
   if (!audit.likely.empty()) return audit.likely;
@@ -210,6 +217,7 @@ std::vector<const Discrepancy*> in_order(const Discrepancies& discrepancies) {
 
 std::string_view verdict_word(const Outcome& outcome) {
   if (!outcome.audit.restart.empty()) return "began again";
+  if (could_not_keep_up(outcome)) return "could not keep up";
   if (is_equal(outcome) && !outcome.unfinished.empty()) return "unfinished";
   if (outcome.audit.reconciliation.discrepancies.total != 0) return "different";
   if (missing_in_all(outcome) != 0) return "lost";
@@ -239,7 +247,9 @@ std::string reconciled_sentence(const Outcome& outcome) {
 
 std::string verdict_sentence(const Outcome& outcome) {
   std::string sentence;
-  for (const std::string& before : {outcome.audit.restart, outcome.audit.second_sender, outcome.unfinished,
+  const std::uint64_t dropped = outcome.totals.dropped_here;
+  const std::string own_loss = dropped == 0 ? "" : own_loss_text(dropped, outcome.feed_buffer);
+  for (const std::string& before : {outcome.audit.restart, outcome.audit.second_sender, own_loss, outcome.unfinished,
                                     unmet_text(outcome), likely_text(outcome)}) {
     if (!before.empty()) sentence += before + "; ";
   }

@@ -24,6 +24,7 @@ struct Outcome {
   std::string ended_by;  // "end of session", "time", "interrupt", "silence", "began again" or "end of input"
   std::uint64_t lasted_ms = 0;
   std::string unfinished;           // what was asked for and did not come, as a sentence; empty: nothing
+  std::uint64_t feed_buffer = 0;    // bytes that the receive buffer of a live audit had
   bool kept_whole = true;           // false: the capture that was to be kept could not be written whole
   std::vector<Situation> required;  // situations without which the outcome is not well
   bool lists_situations = false;    // the text has the table of all situations
@@ -50,6 +51,9 @@ std::uint64_t lost_on_wire(const Outcome& outcome);
 // The required situations that were not met, in their order.
 std::vector<Situation> unmet_situations(const Outcome& outcome);
 
+// True when losses may be this audit's own and not the wire's, and nothing else is wrong.
+bool could_not_keep_up(const Outcome& outcome);
+
 // The likely reason of most that is wrong, as a sentence; empty: none is known.
 std::string likely_text(const Outcome& outcome);
 
@@ -61,7 +65,8 @@ std::vector<const Discrepancy*> in_order(const Discrepancies& discrepancies);
 
 // "equal", "lost" when messages are missing but all others are right, or "different"; "unfinished" when nothing is
 // wrong but not everything that was asked for came; "unmet" when all of that is well but a required situation was not
-// met; "began again" whenever the feed did.
+// met; "began again" whenever the feed did; "could not keep up" when packets were lost at our own receive
+// buffer and nothing else is wrong.
 std::string_view verdict_word(const Outcome& outcome);
 
 // The verdict in one sentence.

@@ -91,6 +91,7 @@ void put_counts(Json& json, const Outcome& outcome) {
   json["controls"] = count_of(counts, Kind::control);
   json["malformed_messages"] = counts.malformed;
   json["lost"] = outcome.audit.on_the_wire ? lost_on_wire(outcome) : 0;
+  json["dropped_here"] = totals.dropped_here;
   json["recovered"] = counts.recovered;
   json["missing"] = missing_in_all(outcome);
   json["out_of_order"] = counts.out_of_order;

@@ -427,8 +427,8 @@ void reconcile_record(Step& step, Reconciled& reconciled) {
   const Kind kind = record.row->kind;
   check_record(step);
   check_kind(step);
-  Original original;
-  if (amends(kind)) take_original(step, original);
+  std::optional<Original> original;
+  if (amends(kind)) take_original(step, original.emplace());
   if (amends(kind) && step.original == nullptr) {
     forget_order(step.all.rules);
     go_on_by_message(step.all, step.received);

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <limits>
 #include <span>
 #include <system_error>
+#include <utility>
 
 namespace vorbelctl {
 namespace {
@@ -82,19 +84,30 @@ constexpr std::array summary_keys{
     Key{",\"close\":", Writing::number, "day_last", "close"},
 };
 
-// A record is its parts one after the other, and then the closing braces.
+// Three parts of a record one after the other.
+template <std::size_t First, std::size_t Second, std::size_t Third>
+constexpr auto in_a_row(const std::array<Key, First>& first, const std::array<Key, Second>& second,
+                        const std::array<Key, Third>& third) {
+  return [&]<std::size_t... Place>(std::index_sequence<Place...>) {
+    return std::array{(Place < First            ? first[Place]
+                       : Place < First + Second ? second[Place - First]
+                                                : third[Place - First - Second])...};
+  }
+  (std::make_index_sequence<First + Second + Third>());
+}
+constexpr auto keys_of_trade = in_a_row(trade_keys, change_keys, day_keys);
+constexpr auto keys_of_correction = in_a_row(trade_keys, amendment_keys, day_keys);
+
+// A record is its keys, and then the closing braces.
 struct Shape {
   Kind kind;
-  std::array<std::span<const Key>, 3> parts;
+  std::span<const Key> keys;
   std::string_view closing;
 };
 constexpr std::array shapes{
-    Shape{Kind::trade, {trade_keys, change_keys, day_keys}, "}}"},
-    Shape{Kind::cancel, {amendment_keys, {}, {}}, "}"},
-    Shape{Kind::correction, {trade_keys, amendment_keys, day_keys}, "}}"},
-    Shape{Kind::halt, {halt_keys, {}, {}}, "}"},
-    Shape{Kind::summary, {summary_keys, {}, {}}, "}"},
-    Shape{Kind::control, {}, "}"},
+    Shape{Kind::trade, keys_of_trade, "}}"},           Shape{Kind::cancel, amendment_keys, "}"},
+    Shape{Kind::correction, keys_of_correction, "}}"}, Shape{Kind::halt, halt_keys, "}"},
+    Shape{Kind::summary, summary_keys, "}"},           Shape{Kind::control, {}, "}"},
 };
 
 // What is left of a line. `take` operations return false, or nothing, where it goes on otherwise.
@@ -102,9 +115,35 @@ struct Rest {
   std::string_view text;
 };
 
-bool take(Rest& rest, std::string_view literal) {
-  if (!rest.text.starts_with(literal)) return false;
-  rest.text.remove_prefix(literal.size());
+// Eight bytes at a time: a call for each literal costs more than its few bytes.
+bool begins_with(const char* text, std::string_view literal) {
+  const auto eight = [](const char* from) {
+    std::uint64_t bytes = 0;
+    std::memcpy(&bytes, from, sizeof bytes);
+    return bytes;
+  };
+  std::size_t i = 0;
+  for (; i + sizeof(std::uint64_t) <= literal.size(); i += sizeof(std::uint64_t)) {
+    if (eight(text + i) != eight(literal.data() + i)) return false;
+  }
+  for (; i < literal.size(); ++i) {
+    if (text[i] != literal[i]) return false;
+  }
+  return true;
+}
+
+bool take_opening_of(Rest& rest, const Key& key) {
+  if (rest.text.size() < key.opening.size() || !begins_with(rest.text.data(), key.opening)) return false;
+  rest.text.remove_prefix(key.opening.size());
+  return true;
+}
+
+// The same where the length is known when compiling.
+template <std::size_t Size>
+bool take(Rest& rest, const char (&literal)[Size]) {
+  constexpr std::size_t length = Size - 1;
+  if (rest.text.size() < length || std::memcmp(rest.text.data(), literal, length) != 0) return false;
+  rest.text.remove_prefix(length);
   return true;
 }
 
@@ -130,17 +169,20 @@ bool reads_as(std::string_view text, Number& number) {
 // 2^53 and so does the power of ten, so that their quotient is the nearest double.
 bool read_short_decimal(std::string_view text, double& number) {
   constexpr std::array powers{1.0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7};
-  const std::size_t point = text.find('.');
-  if (text.size() > 15 || point == std::string_view::npos || point == 0 || text.size() - point > powers.size()) {
-    return false;
-  }
+  if (text.size() > 15) return false;
   std::uint64_t digits = 0;
+  std::size_t point = 0;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (i == point) continue;
     const auto digit = static_cast<unsigned>(text[i] - '0');
-    if (digit > 9) return false;
-    digits = digits * 10 + digit;
+    if (digit <= 9) {
+      digits = digits * 10 + digit;
+    } else if (text[i] == '.' && point == 0) {
+      point = i;
+    } else {
+      return false;
+    }
   }
+  if (point == 0 || text.size() - point > powers.size()) return false;
   number = static_cast<double>(digits) / powers[text.size() - point - 1];
   return true;
 }
@@ -152,7 +194,7 @@ bool take_number(Rest& rest, Cell& cell) {
 }
 
 bool take_count(Rest& rest, std::uint64_t& count) {
-  return reads_as(take_bare(rest), count);
+  return read_digits(take_bare(rest), count);
 }
 
 // Without the closing quote, which stays for the next key.
@@ -206,19 +248,6 @@ bool take_value(Rest& rest, Writing writing, Cell& cell) {
   return false;
 }
 
-// The keys of one shape in a row, to be walked by their places.
-struct Keys {
-  const Shape* shape;
-
-  [[nodiscard]] const Key* at(std::size_t place) const {
-    for (const auto part : shape->parts) {
-      if (place < part.size()) return &part[place];
-      place -= part.size();
-    }
-    return nullptr;
-  }
-};
-
 // How far a line was followed: the furthest key that was reached tells what is wrong with it.
 struct Reach {
   std::size_t place = 0;
@@ -230,36 +259,36 @@ void note_reach(Reach& reach, std::size_t place, bool opened) {
   reach = {place, opened};
 }
 
-bool take_members(Rest rest, const Keys& keys, std::size_t place, TruthRecord& record, Reach& reach);
+bool take_members(Rest rest, const Shape& shape, std::size_t place, TruthRecord& record, Reach& reach);
 
 // Nothing in a raw value is escaped, so it may hold what looks like its end: the end is where the rest of the line
 // reads.
-bool take_raw(Rest rest, const Keys& keys, std::size_t place, TruthRecord& record, Reach& reach) {
-  const Key* const next = keys.at(place + 1);
-  const std::string_view behind = next == nullptr ? keys.shape->closing : next->opening;
-  Cell& cell = record.cells[keys.at(place)->id.id];
+bool take_raw(Rest rest, const Shape& shape, std::size_t place, TruthRecord& record, Reach& reach) {
+  const std::string_view behind = place + 1 == shape.keys.size() ? shape.closing : shape.keys[place + 1].opening;
+  Cell& cell = record.cells[shape.keys[place].id.id];
   for (std::size_t end = rest.text.find('"'); end != std::string_view::npos; end = rest.text.find('"', end + 1)) {
     if (!rest.text.substr(end + 1).starts_with(behind)) continue;
     cell.text = rest.text.substr(0, end);
     cell.said = true;
-    if (take_members({rest.text.substr(end + 1)}, keys, place + 1, record, reach)) return true;
+    if (take_members({rest.text.substr(end + 1)}, shape, place + 1, record, reach)) return true;
   }
   note_reach(reach, place, rest.text.find('"') == std::string_view::npos);
   return false;
 }
 
 // Takes the keys from the one at `place` on, and the end of the line.
-bool take_members(Rest rest, const Keys& keys, std::size_t place, TruthRecord& record, Reach& reach) {
-  for (; const Key* const key = keys.at(place); ++place) {
+bool take_members(Rest rest, const Shape& shape, std::size_t place, TruthRecord& record, Reach& reach) {
+  for (; place < shape.keys.size(); ++place) {
+    const Key& key = shape.keys[place];
     note_reach(reach, place, false);
-    if (!take(rest, key->opening)) return false;
-    if (key->writing == Writing::raw) return take_raw(rest, keys, place, record, reach);
-    if (take_value(rest, key->writing, record.cells[key->id.id])) continue;
+    if (!take_opening_of(rest, key)) return false;
+    if (key.writing == Writing::raw) return take_raw(rest, shape, place, record, reach);
+    if (take_value(rest, key.writing, record.cells[key.id.id])) continue;
     note_reach(reach, place, true);
     return false;
   }
   note_reach(reach, place, false);
-  return rest.text == keys.shape->closing;
+  return rest.text == shape.closing;
 }
 
 // {"seq":N,"cat":"c","type":"t","event":"name"
@@ -307,7 +336,10 @@ std::string_view read_tape_behind_cusip(Rest rest, TapeLine& into) {
 }  // namespace
 
 std::string_view read_truth(std::string_view line, TruthRecord& record) {
-  record = {};
+  record.sequence = 0;
+  record.category = record.type = ' ';
+  record.event = {};
+  record.cells = {};
   Rest rest{line};
   if (const std::string_view wrong = take_opening(rest, record); !wrong.empty()) return wrong;
   const std::size_t likely = likely_shape(record);
@@ -317,14 +349,14 @@ std::string_view read_truth(std::string_view line, TruthRecord& record) {
     const Shape& shape = shapes[(likely + i) % shapes.size()];
     Reach reach;
     record.row = &vorbeld::row_of(shape.kind);
-    if (take_members(rest, {&shape}, 0, record, reach)) return "";
+    if (take_members(rest, shape, 0, record, reach)) return "";
     if (reach.place > furthest.place) {
       furthest = reach;
       furthest_shape = &shape;
     }
   }
-  const Key* const stopped_at = Keys{furthest_shape}.at(furthest.place);
-  return furthest.opened && stopped_at != nullptr ? stopped_at->name : "keys";
+  const bool at_a_value = furthest.opened && furthest.place < furthest_shape->keys.size();
+  return at_a_value ? furthest_shape->keys[furthest.place].name : "keys";
 }
 
 std::string_view read_tape(std::string_view line, TapeLine& into) {
@@ -353,6 +385,7 @@ bool read_mark(std::string_view line, Mark& mark) {
 }
 
 std::string unescaped(std::string_view text) {
+  if (text.find('\\') == std::string_view::npos) return std::string(text);
   std::string plain;
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (text[i] == '\\' && i + 1 < text.size()) ++i;
@@ -364,15 +397,16 @@ std::string unescaped(std::string_view text) {
 std::uint64_t trade_number(std::string_view trade_id) {
   std::uint64_t number = 0;
   const bool padded_right = trade_id.size() == 7 || (trade_id.size() > 7 && trade_id[0] != '0');
-  return padded_right && reads_as(trade_id, number) ? number : 0;
+  return padded_right && read_digits(trade_id, number) ? number : 0;
 }
 
 std::uint64_t leading_sequence(std::string_view line) {
   Rest rest{line};
   std::uint64_t sequence = 0;
-  if (!take(rest, "{\"seq\":") || rest.text.empty()) return 0;
-  std::from_chars(rest.text.data(), rest.text.data() + rest.text.size(), sequence);
-  return sequence;
+  if (!take(rest, "{\"seq\":")) return 0;
+  std::size_t digits = 0;
+  while (digits < rest.text.size() && rest.text[digits] >= '0' && rest.text[digits] <= '9') ++digits;
+  return read_digits(rest.text.substr(0, digits), sequence) ? sequence : 0;
 }
 
 }  // namespace vorbelctl

@@ -127,6 +127,7 @@ int write_page(const Outcome& outcome, const std::string& path, int status) {
 
 int status_of(const Outcome& outcome) {
   if (!outcome.audit.restart.empty()) return began_again;
+  if (could_not_keep_up(outcome)) return too_slow;
   if (!is_equal(outcome)) return something_amiss;
   if (!outcome.unfinished.empty()) return nobody_there;
   return unmet_situations(outcome).empty() ? all_well : unmet;

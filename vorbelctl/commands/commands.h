@@ -18,6 +18,7 @@ enum Status : std::uint8_t {
   own_error = 4,        // an error of vorbelctl itself
   began_again = 5,      // the feed began again while it was followed: a restarted bench
   unwritten = 6,        // an output could not be written; whatever else was found has been said
+  too_slow = 7,         // packets found no room in our own receive buffer, so what was lost says nothing of the feed
   unmet = 8             // a run did not put its receiver through the situations that were required of it
 };
 

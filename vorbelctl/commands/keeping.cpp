@@ -53,10 +53,10 @@ std::string keep_audit(const std::string& folder, Outcome& outcome, bool has_ver
   // What a live audit did not come to is no part of it; of a recording it tells how much is missing.
   const bool to_the_end = outcome.origin != Origin::feed;
   Reconciliation& all = outcome.audit.reconciliation;
-  if (all.truth.file.stream.is_open()) {
+  if (all.truth.file.file.number >= 0) {
     write_kept(failed, at / "truth.jsonl", [&](std::ostream& file) { copy_truth(all.truth, to_the_end, file); });
   }
-  if (all.tape.file.stream.is_open()) {
+  if (all.tape.file.file.number >= 0) {
     write_kept(failed, at / "tape.jsonl", [&](std::ostream& file) { copy_tape(all.tape, to_the_end, file); });
   }
   if (!outcome.recording.path.empty()) {

@@ -3,9 +3,12 @@
 #include <fmt/core.h>
 
 #include <cstdint>
+#include <deque>
 #include <iostream>
+#include <iterator>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/clocks.h"
@@ -26,15 +29,17 @@ struct Printer {
   bool colours = false;
   std::int64_t offset_ms = 0;  // of the wall clock
   std::uint64_t messages_left = std::numeric_limits<std::uint64_t>::max();
+  std::deque<Event> waiting{};  // to be printed
   ReceiverTotals shown{};
   std::uint64_t last_shown = 0;  // the number of the message printed last
   bool told_of_silence = false;  // of the retransmission port
 };
 
 // JSON lines are flushed one by one for whoever reads along; text once for what came together.
-void print_events(Printer& printer, const std::vector<Event>& events) {
-  for (const Event& event : events) {
-    if (printer.messages_left == 0) break;
+void print_waiting(Printer& printer, std::size_t most) {
+  for (; most != 0 && !printer.waiting.empty() && printer.messages_left != 0; --most) {
+    const Event event = std::move(printer.waiting.front());
+    printer.waiting.pop_front();
     add_to_totals(printer.shown, event);
     if (event.kind == EventKind::message) {
       --printer.messages_left;
@@ -52,9 +57,19 @@ void print_events(Printer& printer, const std::vector<Event>& events) {
   std::cout.flush();
 }
 
-// One round of following the feed. It says once when the retransmission port does not answer.
+void queue(Printer& printer, std::vector<Event> events) {
+  std::move(events.begin(), events.end(), std::back_inserter(printer.waiting));
+}
+
+// One round of following the feed. Printing is slower than a feed can be, so after a few events the socket is emptied
+// again. It says once when the retransmission port does not answer.
 void follow_on(const Options& options, Follower& follower, Printer& printer, int timeout_ms) {
-  print_events(printer, pump(follower, timeout_ms));
+  constexpr std::size_t most_at_once = 500;
+  constexpr std::size_t most_waiting = 500000;  // some 200 MB; beyond, packets wait in the receive buffer
+  if (printer.waiting.size() < most_waiting) {
+    queue(printer, pump(follower, printer.waiting.empty() ? timeout_ms : 0));
+  }
+  print_waiting(printer, most_at_once);
   if (printer.told_of_silence || !(follower.requests_refused || follower.receiver.silent)) return;
   std::cerr << fmt::format("vorbelctl: {}\n", no_retransmission(options.addresses, follower.requests_refused));
   printer.told_of_silence = true;
@@ -64,9 +79,11 @@ void follow_on(const Options& options, Follower& follower, Printer& printer, int
 void settle_gaps(const Options& options, Follower& follower, Printer& printer) {
   constexpr std::uint64_t patience_ms = 3000;
   const std::uint64_t seen_end = follower.receiver.end;
-  const std::uint64_t until_ms = vorbeld::monotonic_ms() + patience_ms;
+  std::uint64_t until_ms = vorbeld::monotonic_ms() + patience_ms;
   while (follower.receiver.next < seen_end && vorbeld::monotonic_ms() < until_ms && !interrupted()) {
+    const std::uint64_t recovered = follower.receiver.totals.recovered;
     follow_on(options, follower, printer, 10);
+    if (follower.receiver.totals.recovered != recovered) until_ms = vorbeld::monotonic_ms() + patience_ms;
   }
 }
 
@@ -102,10 +119,16 @@ bool is_captured(const Options& options, const Follower& follower) {
 int status_of(const Options& options, const Printer& printer, const Follower& follower, const std::string& lack) {
   Status status = is_captured(options, follower) ? all_well : unwritten;
   if (follower.receiver.totals.ours == 0) return end_with(nobody_there, no_feed(options.addresses), options.json);
+  std::string end_reason = lack;
   if (!lack.empty()) status = nobody_there;
   if (is_amiss(printer.shown)) status = something_amiss;
+  if (could_not_keep_up(totals_as_shown(follower.receiver.totals, printer.shown))) {
+    status = too_slow;
+    end_reason =
+        own_loss_text(follower.receiver.totals.dropped_here, follower.feed_buffer) + (lack.empty() ? "" : "; " + lack);
+  }
   if (printer.shown.began_again != 0) status = began_again;
-  return lack.empty() ? status : end_with(status, lack, options.json);
+  return end_reason.empty() ? status : end_with(status, end_reason, options.json);
 }
 
 Ends ends_of(const ListenOptions& listen) {
@@ -145,8 +168,9 @@ int run_listen(const Options& options) {
   if (printer.messages_left > 0) {
     settle_gaps(options, follower, printer);
     finish(follower.receiver, vorbeld::monotonic_ms());
-    print_events(printer, take_events(follower.receiver));
+    queue(printer, take_events(follower.receiver));
   }
+  print_waiting(printer, printer.waiting.size());
   print_totals(printer, follower.receiver);
   return status_of(options, printer, follower, what_did_not_come(ends, progress, follower.receiver, ended_ms));
 }

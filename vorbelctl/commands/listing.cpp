@@ -211,6 +211,7 @@ ReceiverTotals totals_as_shown(const ReceiverTotals& totals, const ReceiverTotal
   result.malformed = totals.malformed;
   result.requests = totals.requests;
   result.overrun = totals.overrun;
+  result.dropped_here = totals.dropped_here;
   result.ignored = totals.ignored;
   return result;
 }
@@ -235,6 +236,7 @@ FieldList list_totals(const ReceiverTotals& totals) {
           {"malformed", totals.malformed},
           {"requests", totals.requests},
           {"overrun", totals.overrun},
+          {"dropped_here", totals.dropped_here},
           {"altered", totals.altered},
           {"second_senders", totals.second_senders},
           {"ignored", totals.ignored},

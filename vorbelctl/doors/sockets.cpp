@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <fmt/core.h>
+#include <linux/sock_diag.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -74,6 +75,13 @@ Socket open_towards(const std::string& host, std::uint16_t port, const std::stri
 std::uint64_t nanoseconds_of(const timespec& time) {
   return static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(time.tv_nsec);
 }
+
+constexpr std::size_t largest_datagram = 65535;
+
+// Room for what the system says beside a datagram.
+struct Extras {
+  alignas(cmsghdr) char bytes[CMSG_SPACE(sizeof(timespec))];
+};
 
 // By the system's word; where it has none, now.
 std::uint64_t time_of_arrival(msghdr& message) {
@@ -198,10 +206,15 @@ Socket open_reports(const Addresses& addresses, int timeout_ms) {
   return socket;
 }
 
-std::uint16_t messages_per_request(const Socket& socket) {
+std::uint64_t granted_buffer(const Socket& socket) {
   int granted = 0;
   socklen_t length = sizeof granted;
   getsockopt(socket.number, SOL_SOCKET, SO_RCVBUF, &granted, &length);
+  return static_cast<std::uint64_t>(granted);
+}
+
+std::uint16_t messages_per_request(const Socket& socket) {
+  const auto granted = static_cast<int>(granted_buffer(socket));
   // Beside its bytes a packet is charged for its bookkeeping: 2.3 KB for a full one where it was measured.
   constexpr int charged_per_packet = 4096;
   constexpr std::size_t longest_block = vorbeld::layout::correction.length + vorbeld::mold::block_prefix;
@@ -233,24 +246,51 @@ bool answer_datagram(const Socket& socket, SenderId to, std::string_view bytes) 
   return sendto(socket.number, bytes.data(), bytes.size(), MSG_NOSIGNAL, as_any(address), sizeof address) >= 0;
 }
 
+Arrival take_datagrams(const Socket& socket, Batch& batch, std::vector<Datagram>& taken) {
+  if (!batch.room) batch.room = std::make_unique_for_overwrite<char[]>(Batch::most * largest_datagram);
+  std::array<sockaddr_in, Batch::most> senders;
+  std::array<iovec, Batch::most> places;
+  std::array<Extras, Batch::most> extras;
+  std::array<mmsghdr, Batch::most> messages{};
+  for (std::size_t i = 0; i < Batch::most; ++i) {
+    places[i] = {batch.room.get() + i * largest_datagram, largest_datagram};
+    messages[i].msg_hdr = {&senders[i], sizeof senders[i], &places[i], 1, extras[i].bytes, sizeof extras[i].bytes, 0};
+  }
+  taken.clear();
+  const int count = recvmmsg(socket.number, messages.data(), messages.size(), 0, nullptr);
+  if (count < 0) return errno == ECONNREFUSED ? Arrival::refused : Arrival::nothing;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
+    const SenderId sender = make_sender(ntohl(senders[i].sin_addr.s_addr), ntohs(senders[i].sin_port));
+    taken.push_back({{static_cast<const char*>(places[i].iov_base), messages[i].msg_len},
+                     {sender, time_of_arrival(messages[i].msg_hdr)}});
+  }
+  return Arrival::datagram;
+}
+
+std::uint64_t dropped_at(const Socket& socket) {
+  std::array<std::uint32_t, SK_MEMINFO_VARS> figures{};
+  socklen_t length = sizeof figures;
+  const bool told = getsockopt(socket.number, SOL_SOCKET, SO_MEMINFO, figures.data(), &length) == 0;
+  return told ? figures[SK_MEMINFO_DROPS] : 0;
+}
+
 Arrival take_datagram(const Socket& socket, std::string& buffer) {
   Receipt receipt;
   return take_datagram(socket, buffer, receipt);
 }
 
 Arrival take_datagram(const Socket& socket, std::string& buffer, Receipt& receipt) {
-  constexpr std::size_t largest_datagram = 65535;
   buffer.resize(largest_datagram);
   sockaddr_in from{};
   iovec bytes{buffer.data(), buffer.size()};
-  alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(timespec))> extras;
+  Extras extras;
   msghdr message{};
   message.msg_name = &from;
   message.msg_namelen = sizeof from;
   message.msg_iov = &bytes;
   message.msg_iovlen = 1;
-  message.msg_control = extras.data();
-  message.msg_controllen = extras.size();
+  message.msg_control = extras.bytes;
+  message.msg_controllen = sizeof extras.bytes;
   const ssize_t length = recvmsg(socket.number, &message, 0);
   buffer.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
   if (length < 0) return errno == ECONNREFUSED ? Arrival::refused : Arrival::nothing;

@@ -4,7 +4,9 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -69,6 +71,9 @@ Socket open_control(const Addresses& addresses);
 // Connects to the report port within `timeout_ms`.
 Socket open_reports(const Addresses& addresses, int timeout_ms);
 
+// Bytes that the socket's receive buffer holds, the bookkeeping of packets included.
+std::uint64_t granted_buffer(const Socket& socket);
+
 // Messages whose retransmission the socket's receive buffer holds even when they are the longest and nobody reads
 // meanwhile; at least 16.
 std::uint16_t messages_per_request(const Socket& socket);
@@ -97,6 +102,25 @@ struct Receipt {
 // Takes the next waiting datagram into `buffer` (resized to it; up to 65535 bytes).
 Arrival take_datagram(const Socket& socket, std::string& buffer, Receipt& receipt);
 Arrival take_datagram(const Socket& socket, std::string& buffer);
+
+// Room for datagrams of any length that are taken with one call; 4 MB, of which the system provides what is used.
+struct Batch {
+  static constexpr std::size_t most = 64;
+  std::unique_ptr<char[]> room;  // made by the first call
+};
+
+struct Datagram {
+  std::string_view bytes;  // in the batch
+  Receipt receipt;
+};
+
+// Takes the datagrams that wait, at most Batch::most, in place of those that `taken` had. `datagram` means that there
+// is one at least.
+Arrival take_datagrams(const Socket& socket, Batch& batch, std::vector<Datagram>& taken);
+
+// Datagrams that the system has thrown away at this socket since it was opened, as nobody took them and its buffer was
+// full: lost here, and not on the way. Does not fall.
+std::uint64_t dropped_at(const Socket& socket);
 
 // What the socket itself is bound to.
 SenderId own_address(const Socket& socket);

@@ -1,7 +1,6 @@
 #include "vorbelctl/handler/book.h"
 
 #include <algorithm>
-#include <charconv>
 #include <string_view>
 
 namespace vorbelctl {
@@ -26,10 +25,11 @@ std::string price_text(const std::optional<Sale>& sale) {
   return value_text(Number{sale ? sale->price : 0.0, 6});
 }
 
+// Of the digits that the text begins with.
 std::uint64_t digits_of(std::string_view digits) {
   std::uint64_t number = 0;
-  std::from_chars(digits.data(), digits.data() + digits.size(), number);
-  return number;
+  const auto end = std::find_if_not(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
+  return read_digits({digits.begin(), end}, number) ? number : 0;
 }
 
 std::optional<double> said_number(const Cell& cell) {

@@ -24,11 +24,14 @@ struct Follower {
   Socket feed;                    // -1: nothing is listened to, only asked for
   Socket requests;                // -1: the receiver does not recover
   bool requests_refused = false;  // the retransmission port said that it is closed, the last time it was asked
-  std::string buffer;
+  Batch batch;
+  std::vector<Datagram> taken;      // those in the batch
   PcapWriter capture;               // takes every datagram before it is looked at; without a file: nothing is kept
   bool captured_all = true;         // false: something could not be written
   SenderId feed_address = 0;        // group and port
+  std::uint64_t feed_buffer = 0;    // bytes, with the bookkeeping of packets, that the system granted the feed's socket
   Overhear overhear;                // empty: nobody does
+  bool feed_empty = true;           // nothing was left at the feed's socket when it was looked at last
   std::uint64_t feed_empty_ms = 0;  // monotonic; when nothing waited at the feed's socket last
 };
 
@@ -44,6 +47,9 @@ Follower follow_answers(const Addresses& addresses, ReceiverSettings settings, s
 
 // "127.0.0.1:40002 sends packets of the session beside 127.0.0.1:40001".
 std::string second_sender_text(const Event& event);
+
+// "could not keep up: 12 packets found no room in the receive buffer of 8,192 KB".
+std::string own_loss_text(std::uint64_t dropped_here, std::uint64_t buffer_bytes);
 
 // Listens until then, on the monotonic clock, for a second sender of the session; what is said of it, as above, as soon
 // as there is one. Both must have spoken, so it takes longer than a publisher's longest pause, which is a second. The

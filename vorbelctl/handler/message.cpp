@@ -120,6 +120,21 @@ std::string_view check_agreement(const Message& message) {
 
 }  // namespace
 
+bool read_digits(std::string_view bytes, std::uint64_t& number) {
+  constexpr std::size_t surely_fits = 19;
+  number = 0;
+  if (bytes.empty() || bytes.size() > surely_fits) {
+    const auto result = std::from_chars(bytes.data(), bytes.data() + bytes.size(), number);
+    return result.ec == std::errc() && result.ptr == bytes.data() + bytes.size();
+  }
+  for (const char byte : bytes) {
+    const auto digit = static_cast<unsigned>(byte - '0');
+    if (digit > 9) return false;
+    number = number * 10 + digit;
+  }
+  return true;
+}
+
 bool read_cell(std::string_view bytes, Form form, std::string_view codes, Cell& cell) {
   cell.text = bytes;
   cell.said = true;
@@ -129,7 +144,7 @@ bool read_cell(std::string_view bytes, Form form, std::string_view codes, Cell& 
       cell.said = false;
       return all_blank(bytes);
     case Form::code:
-      return codes.empty() || codes.find(bytes[0]) != std::string_view::npos;
+      return codes.empty() || std::find(codes.begin(), codes.end(), bytes[0]) != codes.end();
     case Form::text:
       cell.text = without_blanks_behind(bytes);
       return true;

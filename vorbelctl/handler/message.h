@@ -80,6 +80,9 @@ struct BytesDiffer {
 // Compares all bytes, also those that say nothing. The messages must not be equal.
 BytesDiffer compare_bytes(std::string_view earlier, std::string_view later);
 
+// The number that the bytes make; false, and the number of no use, unless all of them are digits and it is below 2^64.
+bool read_digits(std::string_view bytes, std::uint64_t& number);
+
 // What the bytes of a field of this form say; false when they do not read. `codes`: see the table of messages.
 bool read_cell(std::string_view bytes, vorbeld::Form form, std::string_view codes, Cell& cell);
 

@@ -66,22 +66,27 @@ void forget_request(Receiver& receiver) {
   receiver.answer_until = 0;
 }
 
-// Delivers the held messages that are next in order, and closes each gap that ends with one of them.
+// Delivers the message that is next in order, and closes the gap that ends with it: here, so that a gap ends in the
+// events where its last number stands.
+void deliver_next(Receiver& receiver, Held&& message, std::uint64_t now_ms) {
+  Event& event = add_event(receiver, EventKind::message, now_ms, receiver.next, receiver.next);
+  event.via = message.via;
+  event.came_ms = message.came_ms;
+  event.text = std::move(message.bytes);
+  remember(receiver.delivered, receiver.next, event.text);
+  ++receiver.totals.messages;
+  if (event.via == Via::late) ++receiver.totals.late;
+  if (event.via == Via::recovered) ++receiver.totals.recovered;
+  ++receiver.next;
+  if (!receiver.gaps.empty() && receiver.gaps.front().last < receiver.next) close_gap(receiver);
+}
+
+// Delivers the held messages that are next in order.
 void deliver(Receiver& receiver, std::uint64_t now_ms) {
   while (!receiver.held.empty() && receiver.held.begin()->first == receiver.next) {
     auto node = receiver.held.extract(receiver.held.begin());
     receiver.held_bytes -= node.mapped().bytes.size();
-    Event& event = add_event(receiver, EventKind::message, now_ms, receiver.next, receiver.next);
-    event.via = node.mapped().via;
-    event.came_ms = node.mapped().came_ms;
-    event.text = std::move(node.mapped().bytes);
-    remember(receiver.delivered, receiver.next, event.text);
-    ++receiver.totals.messages;
-    if (event.via == Via::late) ++receiver.totals.late;
-    if (event.via == Via::recovered) ++receiver.totals.recovered;
-    ++receiver.next;
-    // Here and not after the loop, so that a gap ends in the events where its last number stands.
-    if (!receiver.gaps.empty() && receiver.gaps.front().last < receiver.next) close_gap(receiver);
+    deliver_next(receiver, std::move(node.mapped()), now_ms);
   }
   if (receiver.next > receiver.asked_last) forget_request(receiver);
 }
@@ -189,10 +194,15 @@ void take_message(Receiver& receiver, std::uint64_t sequence, std::string_view b
   learn_end(receiver, sequence, now_ms);
   receiver.end = std::max(receiver.end, sequence + 1);
   const Via via = channel == Channel::answer ? Via::recovered : late ? Via::late : Via::live;
-  receiver.held.emplace(sequence, Held{std::string(bytes), via, now_ms});
-  receiver.held_bytes += bytes.size();
+  Held message{std::string(bytes), via, now_ms};
   if (channel == Channel::answer) note_answer(receiver, now_ms);
-  deliver(receiver, now_ms);
+  if (sequence == receiver.next) {
+    deliver_next(receiver, std::move(message), now_ms);
+    deliver(receiver, now_ms);
+  } else {
+    receiver.held.emplace(sequence, std::move(message));
+    receiver.held_bytes += bytes.size();
+  }
 }
 
 // A packet without messages. Its number is the next one to come, so all before it have been sent.
@@ -470,6 +480,11 @@ void finish(Receiver& receiver, std::uint64_t now_ms) {
 
 std::vector<Event> take_events(Receiver& receiver) {
   return std::exchange(receiver.events, {});
+}
+
+bool could_not_keep_up(const ReceiverTotals& totals) {
+  const bool contradicted = totals.altered != 0 || totals.second_senders != 0;
+  return totals.dropped_here != 0 && totals.skipped > totals.late && !contradicted;
 }
 
 bool complete(const Receiver& receiver) {

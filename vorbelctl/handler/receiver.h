@@ -94,7 +94,8 @@ struct ReceiverTotals {
   std::uint64_t foreign = 0;    // answers included
   std::uint64_t malformed = 0;  // answers included
   std::uint64_t requests = 0;
-  std::uint64_t overrun = 0;  // dropped because `most_held` messages were waiting
+  std::uint64_t overrun = 0;       // dropped because `most_held` messages were waiting
+  std::uint64_t dropped_here = 0;  // packets of the feed that found the receive buffer full, as whoever follows tells
   std::uint64_t altered = 0;
   std::uint64_t second_senders = 0;
   std::uint64_t ignored = 0;  // packets of second senders
@@ -167,6 +168,10 @@ void finish(Receiver& receiver, std::uint64_t now_ms);
 
 // The events since the last call, oldest first.
 std::vector<Event> take_events(Receiver& receiver);
+
+// True when messages were lost that may have been lost here, at a receive buffer that was full, and not on the wire.
+// What is worse, such as altered messages, goes before that.
+bool could_not_keep_up(const ReceiverTotals& totals);
 
 // True when the end of session was announced and every number before it is settled.
 bool complete(const Receiver& receiver);

@@ -26,6 +26,7 @@ std::string heading(const Outcome& outcome) {
   if (word == "unfinished") return "Unfinished";
   if (word == "began again") return "The feed began again";
   if (word == "unmet") return "Equal, but not put to the test";
+  if (word == "could not keep up") return "Could not keep up";
   return word == "lost" ? "Messages lost" : "Different";
 }
 
@@ -46,7 +47,7 @@ std::string origin_sentence(const Outcome& outcome) {
 std::string verdict_part(const Outcome& outcome) {
   const Audit& audit = outcome.audit;
   const std::string_view word = verdict_word(outcome);
-  const bool lacks = word == "lost" || word == "unfinished" || word == "unmet";
+  const bool lacks = word == "lost" || word == "unfinished" || word == "unmet" || word == "could not keep up";
   const std::string look = word == "equal" ? "equal" : lacks ? "lost-messages" : "different";
   std::string html = "<header class=\"" + look + "\"><h1 data-key=\"verdict\">" + heading(outcome) +
                      "</h1><p class=\"sentence\">" + escaped(verdict_sentence(outcome)) + ".</p>";
@@ -65,7 +66,8 @@ std::string figures_part(const Outcome& outcome) {
   const AuditCounts& counts = audit.counts;
   std::string html = "<dl class=\"figures\">" + figure("messages", "messages", counts.messages, "");
   if (audit.on_the_wire) {
-    html += figure("lost", "lost on the wire", lost_on_wire(outcome), "lost");
+    html += figure("lost", outcome.totals.dropped_here == 0 ? "lost on the wire" : "lost here or there",
+                   lost_on_wire(outcome), "lost");
     html += figure("recovered", "recovered", counts.recovered, "good");
   }
   html += figure("missing", "missing", missing_in_all(outcome), "lost");

@@ -246,6 +246,21 @@ TEST(Audit, WaitsForTheRecordsOfWhatIsMissingToo) {
   EXPECT_TRUE(audit.pending.empty());
 }
 
+TEST(Audit, JudgesNoMoreAtOnceThanItIsAskedTo) {
+  const vorbeld::ScratchFolder folder;
+  const auto& run = sample::run();
+  vorbeld::write_file(folder.path / "truth", run.truth[0] + "\n" + run.truth[1] + "\n");
+  Audit audit;
+  open_files(audit.reconciliation, folder.path / "truth", "");
+  note_events(audit, {message_event(1, run.messages[0]), message_event(2, run.messages[1])});
+  advance(audit, false, 1);
+  EXPECT_EQ(audit.counts.messages, 1U);
+  EXPECT_FALSE(audit.judged_all);
+  advance(audit, false, 1);
+  EXPECT_EQ(audit.counts.messages, 2U);
+  EXPECT_TRUE(audit.judged_all);
+}
+
 TEST(Audit, DoesNotWaitForRecordsOfMoreMessagesThanItKeeps) {
   const vorbeld::ScratchFolder folder;
   vorbeld::write_file(folder.path / "truth", "");

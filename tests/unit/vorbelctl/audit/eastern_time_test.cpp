@@ -4,11 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <vector>
 
 namespace vorbelctl {
 namespace {
 
-using Instants = std::vector<std::int64_t>;
+using Listed = std::vector<std::int64_t>;
+
+Listed listed(const Instants& instants) {
+  return {instants.begin(), instants.end()};
+}
 
 constexpr std::int64_t summer_2024_s = 1710054000;  // 10 March 2024 07:00 UTC
 constexpr std::int64_t winter_2024_s = 1730613600;  // 3 November 2024 06:00 UTC
@@ -34,19 +39,19 @@ TEST(EasternTime, HasNoTextOutsideTheYearsOfFourDigits) {
 }
 
 TEST(EasternTime, IsReadBack) {
-  EXPECT_EQ(utc_of_local("20240701120000"), Instants{1719849600});
-  EXPECT_EQ(utc_of_local("20240115120000"), Instants{1705338000});
+  EXPECT_EQ(listed(utc_of_local("20240701120000")), Listed{1719849600});
+  EXPECT_EQ(listed(utc_of_local("20240115120000")), Listed{1705338000});
 }
 
 TEST(EasternTime, MayMeanTwoInstantsInAutumnAndNoneInSpring) {
-  EXPECT_EQ(utc_of_local("20241103013000"), (Instants{winter_2024_s - 1800, winter_2024_s + 1800}));
-  EXPECT_EQ(utc_of_local("20240310023000"), Instants{});
+  EXPECT_EQ(listed(utc_of_local("20241103013000")), (Listed{winter_2024_s - 1800, winter_2024_s + 1800}));
+  EXPECT_EQ(listed(utc_of_local("20240310023000")), Listed{});
 }
 
 TEST(EasternTime, IsNotReadFromWhatIsNoDateAndTime) {
   for (const auto* const digits : {"", "2024070112000", "202407011200000", "20240701 20000", "20240230120000",
                                    "20240701240000", "20240701126000", "20240701120060", "00000101000000"}) {
-    EXPECT_EQ(utc_of_local(digits), Instants{}) << digits;
+    EXPECT_EQ(listed(utc_of_local(digits)), Listed{}) << digits;
   }
 }
 

@@ -70,6 +70,22 @@ TEST(Verdict, IsLostWhenMessagesAreMissing) {
   EXPECT_EQ(first_wrong(*outcome)->sequence, 7U);
 }
 
+TEST(Verdict, SaysWhatWasLostHereAndNotOnTheWire) {
+  const auto outcome = equal_outcome();
+  outcome->totals.dropped_here = 12;
+  outcome->feed_buffer = 8 << 20;
+  EXPECT_EQ(verdict_word(*outcome), "equal");  // what was dropped was nothing of this session
+  outcome->audit.counts.recovered = 12;
+  EXPECT_EQ(verdict_word(*outcome), "could not keep up");
+  EXPECT_TRUE(verdict_sentence(*outcome).starts_with(
+      "could not keep up: 12 packets found no room in the receive buffer of 8,192 KB; "));
+  EXPECT_EQ(verdict_text(*outcome).find("lost on the wire"), std::string::npos);
+  lose(*outcome, 7, 9);
+  EXPECT_EQ(verdict_word(*outcome), "could not keep up");
+  outcome->audit.reconciliation.discrepancies.total = 1;
+  EXPECT_FALSE(could_not_keep_up(*outcome));
+}
+
 TEST(Verdict, IsLostTooWhenWhatWasSentBeforeDidNotCome) {
   const auto outcome = equal_outcome();
   outcome->audit.counts.unfetchable = 1;
@@ -270,7 +286,7 @@ TEST(VerdictJson, HoldsEveryKeyItPromises) {
       R"("tape":"tape.jsonl","ended_by":"end of session","unfinished":null,"restart":null,"likely":null,"second_sender":null,)"
       R"("notes":[],"seconds":12.345,"first":1,"last":1234,"truth_last":1300,"joined":1,)"
       R"("messages":1234,"trades":1200,"cancels":20,"corrections":10,"halts":1,"summaries":1,"controls":2,)"
-      R"("malformed_messages":0,"lost":0,"recovered":0,"missing":0,"out_of_order":0,"duplicates":0,"altered":0,"fetched":0,)"
+      R"("malformed_messages":0,"lost":0,"dropped_here":0,"recovered":0,"missing":0,"out_of_order":0,"duplicates":0,"altered":0,"fetched":0,)"
       R"("gaps":0,"longest_gap_ms":0,"faults":0,"heartbeats":5,"end_of_sessions":0,"packets":2000,)"
       R"("malformed_packets":0,"foreign_packets":0,"requests":0,"truth_records":0,"marks":0,"tape_lines":0,)"
       R"("bonds":0,"fields_compared":0,"days_compared":0,"books_compared":0,"not_compared":[],"did_you_mean":{},)"

@@ -170,10 +170,11 @@ TEST(Totals, CountWhatWasShown) {
   all.messages = 100;
   all.missing = 50;
   all.requests = 7;
-  EXPECT_EQ(json_line(list_totals(totals_as_shown(all, shown))),
-            R"({"packets":90,"messages":3,"gaps":1,"skipped":5,"late":1,"recovered":1,"missing":2,"duplicates":1,)"
-            R"("too_late":1,"heartbeats":0,"end_of_sessions":0,"foreign":0,"malformed":0,"requests":7,"overrun":0)"
-            R"(,"altered":0,"second_senders":0,"ignored":0,"began_again":0})");
+  EXPECT_EQ(
+      json_line(list_totals(totals_as_shown(all, shown))),
+      R"({"packets":90,"messages":3,"gaps":1,"skipped":5,"late":1,"recovered":1,"missing":2,"duplicates":1,)"
+      R"("too_late":1,"heartbeats":0,"end_of_sessions":0,"foreign":0,"malformed":0,"requests":7,"overrun":0,"dropped_here":0)"
+      R"(,"altered":0,"second_senders":0,"ignored":0,"began_again":0})");
 }
 
 TEST(Fields, EndWithTheTimeOfReceiptByTheWallClock) {

@@ -7,7 +7,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "tests/unit/common/loopback.h"
 
@@ -88,6 +90,39 @@ TEST(Requests, GoToOnePortAndTellWhenItIsClosed) {
   ASSERT_TRUE(wait_readable({&requests}, 5000));
   std::string bytes;
   EXPECT_EQ(take_datagram(requests, bytes), Arrival::refused);
+}
+
+TEST(Batch, TakesWhatWaitsInItsOrder) {
+  const QuietFeed feed = quiet_feed();
+  const Socket socket = join_feed(feed.addresses);
+  const Socket sender = open_feed_sender(feed.addresses);
+  for (std::size_t i = 0; i < Batch::most + 1; ++i) ASSERT_TRUE(send_datagram(sender, std::string(i, 'x')));
+  ASSERT_TRUE(wait_readable({&socket}, 5000));
+  Batch batch;
+  std::vector<Datagram> taken;
+  ASSERT_EQ(take_datagrams(socket, batch, taken), Arrival::datagram);
+  ASSERT_EQ(taken.size(), Batch::most);
+  for (std::size_t i = 0; i < Batch::most; ++i) EXPECT_EQ(taken[i].bytes, std::string(i, 'x'));
+  EXPECT_EQ(taken[0].receipt.sender, own_address(sender));
+  EXPECT_NE(taken[0].receipt.at_ns, 0U);
+  ASSERT_EQ(take_datagrams(socket, batch, taken), Arrival::datagram);
+  EXPECT_EQ(taken.size(), 1U);
+  EXPECT_EQ(take_datagrams(socket, batch, taken), Arrival::nothing);
+  EXPECT_TRUE(taken.empty());
+  EXPECT_EQ(dropped_at(socket), 0U);
+}
+
+TEST(Feed, TellsWhatItsBufferHadNoRoomFor) {
+  const QuietFeed feed = quiet_feed();
+  const Socket socket = join_feed(feed.addresses);
+  const Socket sender = open_feed_sender(feed.addresses);
+  const std::string packet(1000, 'x');
+  const std::uint64_t more_than_fit = granted_buffer(socket) / packet.size() + 1;
+  for (std::uint64_t i = 0; i < more_than_fit; ++i) send_whole(sender, packet);
+  std::uint64_t taken = 0;
+  for (std::string bytes; take_datagram(socket, bytes) == Arrival::datagram;) ++taken;
+  EXPECT_GT(dropped_at(socket), 0U);
+  EXPECT_EQ(taken + dropped_at(socket), more_than_fit);
 }
 
 TEST(Reports, CannotBeSentWhereNobodyListens) {
