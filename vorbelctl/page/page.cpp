@@ -268,7 +268,7 @@ std::string situations_part(const Outcome& outcome) {
          "<span data-key=\"situations\">" +
          met_text(outcome) + "</span>.</p><div class=\"card\">" +
          table("<th>situation</th><th class=\"number\">met</th><th class=\"number\">first</th><th>what it is</th>",
-               rows) +
+               rows, many_rows) +
          "</div></section>";
 }
 
