@@ -115,6 +115,14 @@ def test_the_verdict_for_people_and_the_page_say_how_far_it_goes(run, right, ope
     assert words in page.read_text(encoding="utf-8")
 
 
+def test_a_recording_that_is_cut_in_its_last_line_is_judged_to_there(run, right, open_run, tmp_path):
+    path = handler.write_lines(tmp_path / "beliefs.jsonl", right[:300])
+    path.write_bytes(path.read_bytes()[:-50])
+    status, verdict = auditing.audit(run, "--capture", path, truth=open_run / "truth.jsonl", tape=open_run / "tape.jsonl")
+    assert (status, verdict["verdict"], verdict["last"]) == (0, "equal", 299), auditing.explain(verdict)
+    assert verdict["notes"] == ["the recording is cut off in its last line: it is judged as far as it goes"]
+
+
 def test_a_recording_of_all_there_is_says_no_more(run, right, tmp_path):
     status, verdict = judge(run, tmp_path, right)
     assert (status, verdict["truth_last"]) == (0, len(run.messages))

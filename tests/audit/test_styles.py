@@ -71,6 +71,16 @@ def with_books_at_the_end(lines):
                  + [{"book": book} for book in last.values()])
 
 
+def with_books_behind(lines):
+    """Each book on a line of its own behind its message, without its bond."""
+    more = []
+    for line in lines:
+        more.append({name: value for name, value in line.items() if name != "book"})
+        if "book" in line:
+            more.append({"book": {name: value for name, value in line["book"].items() if name != "cusip"}})
+    return plain(more)
+
+
 def with_escapes(lines):
     """Every letter of every text and name as \\uXXXX."""
     return spelt(lines, text=lambda text: '"' + "".join(f"\\u{ord(each):04x}" for each in text) + '"')
@@ -105,6 +115,9 @@ STYLES = {
     "no books": lambda lines: plain([{n: v for n, v in line.items() if n != "book"} for line in lines]),
     "books alone": only("book"),
     "books at the end": with_books_at_the_end,
+    "books on lines of their own": with_books_behind,
+    "descriptions and no short names": lambda lines: plain(
+        [{n: v for n, v in line.items() if n != "short_name"} for line in lines]),
     "no events": lambda lines: plain([{n: v for n, v in line.items() if n != "event"} for line in lines]),
     "trades alone in full": lambda lines: plain(
         [line if line["event"] == "trade" else {"seq": line["seq"]} for line in lines]),
@@ -142,6 +155,36 @@ def test_a_recording_that_is_written_late_is_no_finding(run, right, tmp_path):
     status, verdict = auditing.audit(run, "--capture", handler.write_lines(tmp_path / "late.jsonl", lines))
     assert (status, verdict["verdict"]) == (0, "equal"), auditing.explain(verdict)
     assert verdict["books_compared"] > 20
+
+
+def test_a_wrong_book_on_a_line_of_its_own_is_found(run, right, tmp_path):
+    lines = with_books_behind(right).splitlines()
+    place = next(i for i, line in enumerate(lines) if line.startswith('{"book"') and json.loads(line)["book"]["high"])
+    book = json.loads(lines[place])
+    book["book"]["high"] += 1
+    lines[place] = json.dumps(book)
+    path = tmp_path / "beliefs.jsonl"
+    path.write_text("\n".join(lines) + "\n", encoding="utf-8")
+    status, verdict = auditing.audit(run, "--capture", path)
+    assert (status, verdict["discrepancies"]) == (1, 1), auditing.explain(verdict)
+    assert auditing.first_wrong(verdict) == (json.loads(lines[place - 1])["seq"], "book.high")
+
+
+def test_a_list_in_place_of_a_value_is_wrong(run, right, tmp_path):
+    number = next(line["seq"] for line in right if line["event"] == "trade")
+    for value in ([], [1.0]):
+        lines = [{**line, "price": value} if line["seq"] == number else line for line in right]
+        status, verdict = auditing.audit(run, "--capture", handler.write_lines(tmp_path / "beliefs.jsonl", lines))
+        assert (status, auditing.first_wrong(verdict)) == (1, (number, "price")), auditing.explain(verdict)
+
+
+def test_a_line_that_is_too_long_is_wrong(run, right, tmp_path):
+    path = tmp_path / "beliefs.jsonl"
+    lines = plain(right).splitlines(keepends=True)
+    path.write_text("".join(lines[:300]) + "x" * 3_000_000 + "\n" + "".join(lines[300:]), encoding="utf-8")
+    status, verdict = auditing.audit(run, "--capture", path)
+    assert (status, auditing.first_wrong(verdict)) == (1, (301, "line")), auditing.explain(verdict)
+    assert "too long" in verdict["first_wrong"]["received"]
 
 
 def put(name, change):

@@ -66,6 +66,8 @@ bool says(const Claim& claim, const Cell& cell, Form form, std::string_view code
       return number_says(claim.number, cell, form, tolerance);
     case Claim::Type::text:
       return text_says(claim.text, cell, form, tolerance);
+    case Claim::Type::array:
+      return false;
   }
   return false;
 }
@@ -78,6 +80,7 @@ std::string claim_text(const Claim& claim) {
       return claim.flag ? "true" : "false";
     case Claim::Type::number:
     case Claim::Type::text:
+    case Claim::Type::array:
       break;
   }
   return shown(claim.text);

@@ -12,11 +12,11 @@
 namespace vorbelctl {
 
 struct Claim {
-  enum class Type : std::uint8_t { nothing, flag, number, text };
+  enum class Type : std::uint8_t { nothing, flag, number, text, array };
 
   std::string name;  // of a member of an inner object: "outer.inner"
   Type type = Type::nothing;
-  std::string text;  // a text as it is, a number as it stands in the line
+  std::string text;  // a text as it is, a number as it stands in the line, "[...]" for an array
   double number = 0;
   bool flag = false;
 };

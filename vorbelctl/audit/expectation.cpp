@@ -202,10 +202,12 @@ void expect_names(Expectation& expectation, BondNames& names, std::optional<std:
   if (short_name && !names.short_name) names.short_name = std::string(*short_name);
   if (names.short_name) expect_text(expectation, "short_name", Source::earlier, *names.short_name);
   if (kind_of(expectation.message) != Kind::halt) return;
-  const std::string_view known = names.short_name ? std::string_view(*names.short_name) : "";
-  if (description && !names.description && names_agree(*description, text(expectation.message, "symbol"), known)) {
-    names.description = std::string(*description);
-  }
+  // A handler that leaves out the short name can only be held to what it said first.
+  const bool is_believed =
+      description &&
+      (!names.short_name || names_agree(*description, text(expectation.message, "symbol"), *names.short_name));
+  if (is_believed && !names.description) names.description = std::string(*description);
+  if (!names.description && !names.short_name) return;
   // Until one is believed, no more is known than how it begins.
   expectation.scratch[4] = names.description ? *names.description : names.short_name.value_or("") + " ...";
   expect_text(expectation, "description", Source::earlier, expectation.scratch[4]);

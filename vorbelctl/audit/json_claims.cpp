@@ -56,8 +56,10 @@ struct Collector {
     return true;
   }
   bool start_array(std::size_t /*values*/) {
+    if (objects == 0) return false;
+    if (arrays == 0) add({.name = {}, .type = Claim::Type::array, .text = "[...]"});
     ++arrays;
-    return objects > 0;
+    return true;
   }
   bool end_array() {
     --arrays;

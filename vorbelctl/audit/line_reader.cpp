@@ -70,7 +70,7 @@ bool skip_long_line(LineReader& file) {
 // The line of this length that is next in the block; behind it stand `line_feeds`, one or none.
 Line take_line(LineReader& file, std::size_t length, std::size_t line_feeds) {
   const auto text = file.block.substr(file.next_at - file.block_at, length);
-  const Line line{file.next_at, file.next_number++, text};
+  const Line line{file.next_at, file.next_number++, text, false, line_feeds != 0};
   file.next_at += length + line_feeds;
   return line;
 }
@@ -118,7 +118,7 @@ std::optional<Line> next_line(LineReader& file, bool no_more) {
     searched = file.block.size() - begin;
     if (searched > longest_line) {
       if (!skip_long_line(file)) return {};
-      const Line line{file.next_at, file.next_number++, {}};
+      const Line line{file.next_at, file.next_number++, {}, true, true};
       file.next_at = file.block_at;
       return line;
     }

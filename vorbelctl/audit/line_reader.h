@@ -17,6 +17,8 @@ struct Line {
   std::uint64_t at = 0;      // offset of its first byte in the file
   std::uint64_t number = 0;  // from 1 on, as editors count
   std::string_view text;     // without the line feed; empty for a line longer than longest_line
+  bool is_too_long = false;
+  bool is_ended = true;  // false: the file ends without a line feed behind it
 };
 
 // A report may carry a symbol of any length; lines beyond this many bytes are not looked at.

@@ -316,6 +316,7 @@ void audit_pcap(Outcome& outcome, const AuditRequest& request) {
 void check_run(Outcome& outcome, bool no_more) {
   RunSample& sample = outcome.audit.sample;
   if (sample.is_judged || (!no_more && sample.received.size() < most_sampled)) return;
+  if (!outcome.audit.second_sender.empty()) return;  // the trades are those of two benches
   sample.is_judged = true;
   const bool of_a_file = outcome.origin == Origin::pcap || outcome.origin == Origin::recording;
   const std::string which = of_a_file ? fmt::format("{} is not of the run of {}", outcome.where, outcome.truth)

@@ -37,10 +37,14 @@ std::string wire_rows(const Outcome& outcome) {
   const ReceiverTotals& totals = outcome.totals;
   std::string text;
   if (outcome.audit.on_the_wire) {
-    text += row(totals.dropped_here == 0 ? "lost on the wire" : "lost here or there", lost_on_wire(outcome),
-                fmt::format("{} recovered, {} missing; longest gap {} ms", grouped(counts.recovered),
-                            grouped(counts.missing), grouped(outcome.audit.history.longest_open_ms)));
-    if (totals.dropped_here != 0) text += row("dropped here", totals.dropped_here, "packets, for lack of room");
+    const std::string became = fmt::format("{} recovered, {} missing; longest gap {} ms", grouped(counts.recovered),
+                                           grouped(counts.missing), grouped(outcome.audit.history.longest_open_ms));
+    if (totals.dropped_here == 0) {
+      text += row("lost on the wire", lost_on_wire(outcome), became);
+    } else {
+      text += row("lost here or there", lost_on_wire(outcome), became);
+      text += row("dropped here", totals.dropped_here, "packets, for lack of room");
+    }
     text += row("duplicates", totals.duplicates);
     if (totals.altered != 0) text += row("altered", totals.altered, "came again with other contents");
     text += row("out of order", counts.out_of_order);

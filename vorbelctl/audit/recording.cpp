@@ -50,6 +50,7 @@ using Waiting = std::vector<Entry>;
 struct Course {
   Audit& audit;
   std::uint64_t next = 1;
+  std::string cusip{};                     // of the message before
   Waiting waiting{};                       // for the number of the line that follows
   std::map<std::uint64_t, Entry> early{};  // came before their turn; at most most_skips_kept
   std::vector<OtherEvent> other_events{};  // at most most_other_events
@@ -186,6 +187,7 @@ void take_message(Course& course, std::uint64_t sequence, const Entry& entry) {
   course.next = sequence + 1;
   if (!reconciled) return;
   if (!reconciled->recorded) return note_turned_up(audit.history, *reconciled);
+  course.cusip = reconciled->cusip;
   ++audit.counts.kinds[static_cast<std::size_t>(reconciled->kind)];
   note_message(audit.history, *reconciled, 0);
 }
@@ -201,8 +203,9 @@ void take_entry(Course& course, const Entry& entry) {
     differ(course, course.next, "seq", "a sequence number", entry.wrong_sequence);
   } else if (entry.sequence) {
     take_message(course, *entry.sequence, entry);
-  } else if (!entry.cusip_of_book.empty()) {
-    compare_book(course.audit.reconciliation, course.next - 1, entry.cusip_of_book, entry.book);
+  } else if (!entry.book.empty()) {
+    const std::string& cusip = entry.cusip_of_book.empty() ? course.cusip : entry.cusip_of_book;
+    compare_book(course.audit.reconciliation, course.next - 1, cusip, entry.book);
   }
 }
 
@@ -309,15 +312,18 @@ void take_in_order(Course& course, Entry&& entry) {
 }
 
 void take_line(Course& course, const Line& line, Claims& scratch) {
-  if (line.text.find_first_not_of(" \t\r") == std::string_view::npos) return;
+  if (!line.is_too_long && line.text.find_first_not_of(" \t\r") == std::string_view::npos) return;
   if (read_claims(line.text, scratch)) {
     Entry entry = sort_claims(std::move(scratch));
     if (entry.sequence) course.left_out = is_left_out(course, *entry.sequence);
     if (course.left_out) return;
     if (!entry.other_event.empty()) settle_event(course, entry);
     take_in_order(course, std::move(entry));
+  } else if (!line.is_ended) {
+    course.audit.notes.push_back("the recording is cut off in its last line: it is judged as far as it goes");
   } else if (!course.left_out) {
-    differ(course, course.next, "line", "a JSON object", "line " + std::to_string(line.number));
+    const std::string which = "line " + std::to_string(line.number);
+    differ(course, course.next, "line", "a JSON object", line.is_too_long ? which + ", which is too long" : which);
   }
 }
 

@@ -174,6 +174,10 @@ std::string check_together(const Options& options) {
   if (options.command == "fetch" && options.fetch.count - 1U > largest_sequence - options.fetch.first) {
     return fmt::format("the last number wanted is too large; sequence numbers go up to {}", largest_sequence);
   }
+  if (is_given(options, "--keep") && options.audit.keep.empty()) return "--keep needs a folder";
+  if (options.command == "listen" && is_given(options, "--pcap") && options.listen.pcap.empty()) {
+    return "--pcap needs a file";
+  }
   if (options.listen.pcap == "-") return "--pcap needs a file: standard output has the lines";
   if (options.replay.to != 0 && options.replay.from > options.replay.to) {
     return fmt::format("--from {} is behind --to {}", options.replay.from, options.replay.to);
