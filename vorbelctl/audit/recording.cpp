@@ -271,6 +271,7 @@ void settle_event(Course& course, Entry& entry) {
     if (is_kept && entry.sequence && other->numbers.size() < most_skips_kept) other->numbers.push_back(*entry.sequence);
     entry.sequence.reset();
     entry.wrong_sequence.clear();
+    if (entry.cusip_of_book.empty()) entry.book.clear();  // it is not known of which bond it is
     return;
   }
   Audit& audit = course.audit;
