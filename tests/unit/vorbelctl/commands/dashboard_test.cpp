@@ -107,8 +107,10 @@ TEST(Losses, ShowInAMessageThatContradictsWhatWasHeard) {
 }
 
 TEST(Losses, AreNotShownByWhatIsNotKnown) {
-  const Decoded trade = decode_message(sample::trade());
-  const Decoded cancel = decode_message(sample::cancel());
+  const std::string trade_bytes = sample::trade();
+  const std::string cancel_bytes = sample::cancel();
+  const Decoded trade = decode_message(trade_bytes);
+  const Decoded cancel = decode_message(cancel_bytes);
   EXPECT_FALSE(shows_loss({}, trade.message));
   EXPECT_FALSE(shows_loss({}, cancel.message));
 }
