@@ -127,3 +127,12 @@ def test_colours_are_for_terminals_that_know_them(fake, terminal, coloured):
     os.close(leader)
     assert b"control" in shown
     assert (b"\x1b[" in shown) == coloured
+
+
+@pytest.mark.parametrize(("asked", "why"), [
+    (("listen", "--pcap", ""), "--pcap needs a file"),
+    (("audit", "--truth", __file__, "--keep", ""), "--keep needs a folder")])
+def test_a_place_without_a_name_is_wrong_usage(doors, asked, why):
+    status, output, errors = companion.run(doors, *asked)
+    assert (status, output) == (2, "")
+    assert why in errors
